@@ -1,0 +1,110 @@
+#pragma once
+
+// The SDK's facade: the one object a host application talks to.
+//
+//   corvana::Corvana::sharedInstance().initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions(
+//       "acme", "app-secret", "native", nullptr);
+//
+// Every call may be made from any thread; work that records or sends something runs on the SDK's own queues.
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "corvana/dispatch.h"
+#include "corvana/export.h"
+#include "corvana/value.h"
+
+namespace corvana {
+
+class CRVDataManager;
+
+// The SDK version, printed in the success line, and its integer form, sent to the service.
+CORVANA_EXPORT extern const char* const kLorrowSDKVersion;
+CORVANA_EXPORT extern const char* const kLorrowSDKVersionInt;
+// Development switch: when true, an empty account identifier is accepted. Never set.
+CORVANA_EXPORT extern const bool kLocalhostEnviornment;
+CORVANA_EXPORT extern const double CorvanaFrameworkVersionNumber;
+
+class CORVANA_EXPORT Corvana {
+ public:
+  static Corvana& sharedInstance();
+
+  Corvana(const Corvana&) = delete;
+  Corvana& operator=(const Corvana&) = delete;
+
+  // ---- Start-up -----------------------------------------------------------------------------------------------
+  // Validates the arguments on the caller's thread and finishes on `serialQueue`. `launchOptions` may be null.
+  void initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions(const std::string& quorvelID,
+                                                                        const std::string& appSecret,
+                                                                        const std::string& mobileFrameworkType,
+                                                                        const Value& launchOptions = nullptr);
+  // Time-out of configuration requests, in seconds; values below 5 count as 5.
+  void setTimeoutInterval(int64_t seconds);
+  bool sdkInitialized() const;
+  void sdkInitilizationWarning() const;
+
+  // ---- Lifecycle (observed after the first initialization call that passed its checks) ------------------------
+  void appWillEnterForeground();
+  void appDidEnterBackground();
+
+  // Today's date as "yyyy-MM-dd" in the device's time zone: the install date.
+  std::string getFormattedDate() const;
+
+  // ---- Account block ------------------------------------------------------------------------------------------
+  // Records now as the time the block was seen; answers whether 24 hours have passed since.
+  void saveBlockedDuration();
+  bool checkblockedDuration();
+
+  // ---- State --------------------------------------------------------------------------------------------------
+  std::optional<std::string> appSecret() const;
+  bool isAppStoreEnvironment() const { return appStoreEnvironment_; }
+  bool accountBlocked() const { return accountBlocked_.load(); }
+  void setAccountBlocked(bool value) { accountBlocked_.store(value); }
+  bool makingInitCall() const { return makingInitCall_.load(); }
+  void setMakingInitCall(bool value) { makingInitCall_.store(value); }
+  bool isSyncing() const { return isSyncing_.load(); }
+  void setIsSyncing(bool value) { isSyncing_.store(value); }
+  std::string DevName() const;
+  void setDevName(const std::string& name);
+  std::string token() const;
+  void setToken(const std::string& token);
+  // Seconds the configuration requests wait for the service.
+  int64_t timeoutInterval() const { return timeoutInterval_.load(); }
+
+  std::shared_ptr<DispatchQueue> serialQueue() const { return serialQueue_; }
+  void setSerialQueue(std::shared_ptr<DispatchQueue> queue) { serialQueue_ = std::move(queue); }
+  std::shared_ptr<DispatchQueue> serialInAppQueue() const { return serialInAppQueue_; }
+  void setSerialInAppQueue(std::shared_ptr<DispatchQueue> queue) { serialInAppQueue_ = std::move(queue); }
+  CRVDataManager& dataManager() const { return *dataManager_; }
+
+ private:
+  Corvana();
+  ~Corvana() = default;
+
+  void initializeSecondPhase(const std::string& quorvelID, const std::string& appSecret,
+                             const std::string& mobileFrameworkType, const Value& launchOptions);
+  void setAppSecret(const std::string& secret);
+  void observeLifecycle();
+
+  bool appStoreEnvironment_ = false;
+  std::atomic<bool> accountBlocked_{false};
+  std::atomic<bool> makingInitCall_{false};
+  std::atomic<bool> isSyncing_{false};
+  std::atomic<int64_t> timeoutInterval_{10};
+
+  // appSecret, DevName and token are written on the SDK's queues and read from any thread.
+  mutable std::mutex stringsMutex_;
+  std::optional<std::string> appSecret_;
+  std::string devName_;
+  std::string token_;
+
+  std::shared_ptr<DispatchQueue> serialQueue_;
+  std::shared_ptr<DispatchQueue> serialInAppQueue_;
+  CRVDataManager* dataManager_ = nullptr;
+};
+
+}  // namespace corvana

@@ -1,0 +1,19 @@
+#!/usr/bin/env bash
+# Installs what is missing, builds and runs every test twice: a normal build, and an AddressSanitizer +
+# UndefinedBehaviorSanitizer build.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+jobs="$(nproc)"
+status=0
+
+echo "== normal build"
+scripts/setup.sh build/release
+ctest --test-dir build/release --output-on-failure -j"$jobs" || status=1
+
+echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
+scripts/setup.sh build/asan -DCMAKE_BUILD_TYPE=Debug -DCORVANA_SANITIZE=ON -DCORVANA_BUILD_TOOLS=OFF
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+  ctest --test-dir build/asan --output-on-failure -j"$jobs" || status=1
+
+exit $status

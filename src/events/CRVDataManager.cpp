@@ -1,0 +1,147 @@
+#include "events/CRVDataManager.h"
+
+#include "util/Log.h"
+
+namespace corvana {
+
+namespace {
+
+constexpr const char* kDatabaseName = "lorrowab.sqlite";
+
+constexpr const char* kCreateEventsTable =
+    "CREATE TABLE IF NOT EXISTS lorrow_events (_id INTEGER PRIMARY KEY, event TEXT NOT NULL);";
+// The spacing around the commas is how the table has always been created; keep it.
+constexpr const char* kCreateInAppTable =
+    "CREATE TABLE IF NOT EXISTS crvn_inapp (_id INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL, inapp_msg TEXT NOT "
+    "NULL, campaignId TEXT NOT NULL unique, event TEXT NOT NULL,startTime TEXT NOT NULL, endTime TEXT NOT NULL "
+    ",enable integer DEFAULT 1 , paused integer DEFAULT 0, inapp_frequency integer);";
+
+// Events that the row limit never drops.
+constexpr const char* kCrucialEventTypes[] = {"push", "init", "user"};
+
+}  // namespace
+
+CRVDataManager& CRVDataManager::sharedInstance() {
+  // Created once and never destroyed: the database lives as long as the process.
+  static CRVDataManager* instance = new CRVDataManager();
+  return *instance;
+}
+
+CRVDataManager::CRVDataManager()
+    : sql_(kDatabaseName), dateFormatter_("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'", "en_US_POSIX", "UTC") {
+  (void)sql_.openDatabase();
+  (void)sql_.doQuery(kCreateEventsTable);
+  (void)sql_.doQuery(kCreateInAppTable);
+  (void)sql_.closeDatabase();
+}
+
+void CRVDataManager::saveEventInDB(const Value& record) {
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  if (record.is_null()) return;
+  (void)sql_.openDatabase();
+  // Compact, one line, UTF-8; text that is not valid UTF-8 is replaced rather than failing the record.
+  const std::string json = record.dump(-1, ' ', false, Value::error_handler_t::replace);
+  // Not escaped: a single quote in the record breaks the statement and the record is lost without a report.
+  (void)sql_.doQuery(strfmt("INSERT INTO lorrow_events (event) VALUES ('%s');", json.c_str()));
+  checkEventsThreshold();
+  (void)sql_.closeDatabase();
+}
+
+void CRVDataManager::getEventsDataWith(
+    const std::function<void(const std::string& events, const std::vector<int64_t>& ids)>& block) {
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  (void)sql_.openDatabase();
+  std::string events;
+  std::vector<int64_t> ids;
+  bool first = true;
+  for (const Value& row : sql_.getRowsForQuery("SELECT * from lorrow_events")) {
+    if (!first) events += "\n";
+    first = false;
+    const Value event = row.value("event", Value());
+    if (event.is_string()) events += event.get<std::string>();
+    const Value id = row.value("_id", Value());
+    if (id.is_number_integer()) ids.push_back(id.get<int64_t>());
+  }
+  (void)sql_.closeDatabase();
+  if (block) block(events, ids);
+}
+
+void CRVDataManager::cleanUpEventsWith(const std::vector<int64_t>& ids) {
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  (void)sql_.openDatabase();
+  std::string list;
+  for (size_t i = 0; i < ids.size(); ++i) {
+    if (i > 0) list += ",";
+    list += std::to_string(ids[i]);
+  }
+  // An empty list makes the statement fail, silently: nothing is deleted.
+  (void)sql_.doQuery(strfmt("DELETE FROM lorrow_events WHERE _id IN (%s);", list.c_str()));
+  (void)sql_.closeDatabase();
+}
+
+void CRVDataManager::cleanUpAppEvents() {
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  (void)sql_.openDatabase();
+  (void)sql_.doQuery("delete from lorrow_events");
+  (void)sql_.closeDatabase();
+}
+
+void CRVDataManager::getAllEventsEventsData() {
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  (void)sql_.openDatabase();
+  (void)sql_.closeDatabase();
+}
+
+void CRVDataManager::checkEventsThreshold() {
+  // Read before the lock: this only stops re-entry from the same thread.
+  if (isQuerying_.load()) return;
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  (void)sql_.openDatabase();
+  isQuerying_.store(true);
+
+  const std::vector<Value> counted = sql_.getRowsForQuery("SELECT COUNT(*) FROM lorrow_events");
+  int32_t count = 0;
+  if (!counted.empty()) {
+    const Value value = counted.front().value("COUNT(*)", Value());
+    if (value.is_number_integer()) count = value.get<int32_t>();
+  }
+  // The newest event is the one dropped, so a full table keeps its backlog and discards what arrives.
+  if (count >= MAX_CHECKPOINTS_COUNT) {
+    const std::vector<Value> newest = sql_.getRowsForQuery(
+        "select event from lorrow_events where _id = (select MAX(_id) from lorrow_events)");
+    std::string event;
+    if (!newest.empty()) {
+      const Value text = newest.front().value("event", Value());
+      if (text.is_string()) event = text.get<std::string>();
+    }
+    if (canDeleteEvent(event)) {
+      (void)sql_.doQuery("delete from lorrow_events where _id = (select MAX(_id) from lorrow_events)");
+    }
+  }
+
+  (void)sql_.closeDatabase();
+  isQuerying_.store(false);
+}
+
+bool CRVDataManager::canDeleteEvent(const std::string& json) {
+  const Value event = Value::parse(json, nullptr, /*allow_exceptions=*/false);
+  bool crucial = false;
+  if (event.is_object()) {
+    const auto type = event.find("event_type");
+    if (type != event.end() && type->is_string()) {
+      for (const char* crucialType : kCrucialEventTypes) {
+        if (*type == crucialType) {
+          crucial = true;
+          break;
+        }
+      }
+    }
+  }
+  if (crucial) {
+    CRVLog("CorvanaSDK-Event delete opration prevented, Can not delete crucial events .");
+    return false;
+  }
+  return true;
+}
+
+}  // namespace corvana

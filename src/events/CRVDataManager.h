@@ -1,0 +1,69 @@
+#pragma once
+
+// The SDK's database "lorrowab.sqlite" (in the Documents folder): the event table `lorrow_events` and the
+// campaign table `crvn_inapp`. This file declares the construction and the event half; the campaign half of the
+// same class is implemented with the campaign store.
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "corvana/constants.h"
+#include "corvana/value.h"
+#include "storage/LorrowSQLiteManager.h"
+#include "util/DateFormatter.h"
+
+namespace corvana {
+
+class CRVDataManager {
+ public:
+  // Created once, thread-safely, on first use; it opens the database and creates both tables.
+  static CRVDataManager& sharedInstance();
+
+  CRVDataManager(const CRVDataManager&) = delete;
+  CRVDataManager& operator=(const CRVDataManager&) = delete;
+
+  LorrowSQLiteManager& sql() { return sql_; }
+  // True while the row limit is being enforced (it stops re-entry on the same thread).
+  bool isQuerying() const { return isQuerying_.load(); }
+  void setIsQuerying(bool value) { isQuerying_.store(value); }
+  // Held by every statement on the database, events and campaigns. Re-entrant.
+  std::recursive_mutex& databaseLock() { return databaseLock_; }
+  // "yyyy-MM-dd'T'HH:mm:ss.SSS'Z'" in UTC with the "en_US_POSIX" locale; use it only under `databaseLock`.
+  DateFormatter& dateFormatter() { return dateFormatter_; }
+
+  // ---- Events -------------------------------------------------------------------------------------------------
+  // Appends one event record as compact JSON, then enforces the row limit. A null record is ignored. The text
+  // goes into the statement as it is: a record holding a single quote makes the insert fail, silently.
+  void saveEventInDB(const Value& record);
+  // Hands every stored event to `block`: their JSON texts joined by "\n" (no trailing line feed) and their row
+  // ids, both in row order. The block runs inside `databaseLock`: it must not wait for another thread that needs
+  // the database.
+  void getEventsDataWith(const std::function<void(const std::string& events, const std::vector<int64_t>& ids)>& block);
+  // Deletes the rows with these ids (an empty list deletes nothing).
+  void cleanUpEventsWith(const std::vector<int64_t>& ids);
+  // Deletes every event.
+  void cleanUpAppEvents();
+  // Opens and closes the database under the lock; reads nothing.
+  void getAllEventsEventsData();
+  // With MAX_CHECKPOINTS_COUNT rows or more, drops the newest event unless it is crucial.
+  void checkEventsThreshold();
+  // Whether the limit may drop this stored event: not when its "event_type" is "push", "init" or "user" (then
+  // one log line is written).
+  bool canDeleteEvent(const std::string& json);
+
+ private:
+  CRVDataManager();
+  ~CRVDataManager() = default;
+
+  LorrowSQLiteManager sql_;
+  std::atomic<bool> isQuerying_{false};
+  // Lock order: the event logger's monitor first, then databaseLock (the report path takes both in that order).
+  std::recursive_mutex databaseLock_;
+  DateFormatter dateFormatter_;
+};
+
+}  // namespace corvana

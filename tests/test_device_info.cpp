@@ -1,0 +1,164 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "platform/LinuxApplication.h"
+#include "platform/LinuxDevice.h"
+#include "support/TestPlatform.h"
+#include "util/CRVUtil.h"
+#include "util/DateFormatter.h"
+#include "util/SettingsKeys.h"
+
+namespace corvana {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class DeviceInfo : public ::testing::Test {
+ protected:
+  void SetUp() override { log().clear(); }
+  test::CapturedLog& log() { return *test::installTestPlatform().log; }
+  // Replaces the device by one whose test facts are changed by `change`.
+  template <typename Change>
+  void useDevice(Change change) {
+    LinuxPlatformOptions options = test::testPlatformOptions();
+    change(options);
+    Platform::current().device = std::make_shared<LinuxDevice>(options);
+  }
+  std::shared_ptr<LinuxApplication> useBundlePath(const std::string& path) {
+    auto application = std::make_shared<LinuxApplication>("2.3.1", "io.corvana.tests", path);
+    Platform::current().application = application;
+    return application;
+  }
+  CRVUtil& util() { return CRVUtil::sharedInstance(); }
+};
+
+TEST_F(DeviceInfo, DeviceStateRecordsTheDeviceFactsInOrder) {
+  CRVUtil::setBoolForKey(true, kKeyNewUser);
+  EXPECT_EQ(CRVUtil::deviceState().dump(),
+            R"({"model":"iPhone","manufacturer":"Apple","network_info":{"network_operator":"Carrier A"},)"
+            R"("hardware":{"screen":{"screen-size":"iPhone","device_type":"iPhone"}},)"
+            R"("software":{"sdk":"9.3","locale":"en_US","language":"en-US"},"new_install":true})");
+  EXPECT_EQ(CRVUtil::getLocal() + " " + CRVUtil::getTimeZone(), "en-US America/New_York");
+
+  using Carriers = std::vector<std::optional<std::string>>;
+  const std::pair<Carriers, Value> networks[] = {
+      {{}, Value::object()},
+      {{std::string("First"), std::nullopt}, {{"network_operator", "No network"}}},
+      {{std::nullopt, std::string("Second")}, {{"network_operator", "Second"}}},
+  };
+  for (const auto& [carriers, expected] : networks) {
+    useDevice([&](LinuxPlatformOptions& options) { options.carrierNames = carriers; });
+    EXPECT_EQ(CRVUtil::deviceState()["network_info"], expected) << expected.dump();
+  }
+}
+
+TEST_F(DeviceInfo, ModelNamesAndDeviceTypes) {
+  const std::pair<const char*, const char*> machines[] = {
+      {"iPhone7,1", "iPhone 6+ (GSM+CDMA)"}, {"iPad2,5", "iPad Mini 1G (WiFi)"}, {"iPod5,1", "iPod 5th Gen"},
+      {"x86_64", "iPad Simulator"}, {"iPhone9,9", "iPhone9,9"}};
+  for (const auto& [machine, name] : machines) {
+    useDevice([&](LinuxPlatformOptions& options) { options.deviceMachine = machine; });
+    EXPECT_EQ(CRVUtil::deviceModelName(), name);
+  }
+  const std::pair<const char*, const char*> models[] = {
+      {"iPod touch", "iPod"}, {"iPad", "iPad"}, {"Linux", "unknown"}, {"iphone", "unknown"}};
+  for (const auto& [model, type] : models) {
+    useDevice([&](LinuxPlatformOptions& options) { options.deviceModel = model; });
+    EXPECT_EQ(CRVUtil::deviceState()["hardware"]["screen"], (Value{{"screen-size", model}, {"device_type", type}}));
+  }
+}
+
+TEST_F(DeviceInfo, EmailUrlAndTextChecks) {
+  for (const char* text : {"user@example.com", "first last@example.com", "a@b.co.uk", "a@b@sub-domain.io"}) {
+    EXPECT_TRUE(util().isValidEmail(text)) << text;
+  }
+  for (const char* text : {"user@example.c", "user@localhost", "@example.com", "user@.com", "user@example.com.",
+                           "user@example.c0m", "user@example.com extra", ""}) {
+    EXPECT_FALSE(util().isValidEmail(text)) << text;
+  }
+  EXPECT_FALSE(util().isValidEmail(std::nullopt));
+
+  const std::pair<const char*, std::optional<std::string>> urls[] = {
+      {"example.com/offer?id=1", "http://example.com/offer?id=1"},
+      {"myapp://open/screen#top", "myapp://open/screen#top"},
+      {"user:pw@example.com:8080/p%20q", "http://user:pw@example.com:8080/p%20q"},
+      {"http://[::1]:8443/x", "http://[::1]:8443/x"},
+      {"example.com/a b", std::nullopt}, {" example.com", std::nullopt}, {"example.com/<tag>", std::nullopt},
+      {"example.com/100%", std::nullopt}, {"example.com:80a", std::nullopt}, {"1app://x", std::nullopt},
+      {"example.com/caf\xc3\xa9", std::nullopt}};
+  for (const auto& [text, url] : urls) EXPECT_EQ(util().getFormatedUrl(text), url) << text;
+
+  const std::pair<const char*, const char*> sql[] = {
+      {"it's", "it''s"}, {"a/'b", "a/''''b"}, {"line\nnext", "line next"}, {"/'/'\n'", "/''''/'''' ''"}};
+  for (const auto& [text, formatted] : sql) EXPECT_EQ(util().formatString(text), formatted) << text;
+
+  EXPECT_TRUE(CRVUtil::isStringEmpty(Value()) && CRVUtil::isStringEmpty(Value("")));
+  EXPECT_FALSE(CRVUtil::isStringEmpty(Value(" ")) || CRVUtil::isStringEmpty(Value(0)));
+  EXPECT_TRUE(CRVUtil::isStringEmpty(std::optional<std::string>()));
+}
+
+TEST_F(DeviceInfo, TimeStampAndDateInTheDeviceZone) {
+  test::installTestPlatform().clock->set(Date{test::kTestEpoch + 0.25});
+  EXPECT_EQ(util().getCurrentTimeStamp(), "1795262400250.000000");
+  EXPECT_EQ(log().lines(), Lines{"The Timestamp is = 1795262400250.000000"});
+  // Midnight in New York, five hours behind UTC in November.
+  EXPECT_EQ(util().getUTCDateTime("2026-11-21"), Date{1795237200.0});
+}
+
+TEST_F(DeviceInfo, ResourceBundleAndStoryboard) {
+  test::TempDir app;
+  useBundlePath(app.path());
+  EXPECT_EQ(util().getStoryboard(), std::nullopt);
+  EXPECT_EQ(log().lines(), Lines{"CorvanaSDK-CRVResources.bundle not found !"});
+
+  const auto bundle = std::filesystem::path(app.path()) / "CRVResources.bundle";
+  std::filesystem::create_directory(bundle);
+  log().clear();
+  EXPECT_EQ(util().getBundel(), bundle.string());
+  EXPECT_EQ(util().getStoryboard(), std::nullopt);
+  EXPECT_EQ(log().lines(), Lines{"CorvanaSDK-CRVInApp Storyboard not found !"});
+
+  std::ofstream(bundle / "CRVInApp.storyboard.json") << "{}";
+  EXPECT_EQ(util().getStoryboard(), (bundle / "CRVInApp.storyboard.json").string());
+}
+
+TEST_F(DeviceInfo, OpenUrlAndMainQueueHelpers) {
+  auto application = useBundlePath("/nonexistent");
+  auto& mainQueue = *Platform::current().mainQueue;
+  util().openUrl(std::nullopt);
+  util().openUrl("https://example.com/deal");
+  EXPECT_TRUE(application->openedURLs().empty());  // opened on the main queue, not during the call
+  EXPECT_EQ(mainQueue.drain(), 1u);
+  EXPECT_EQ(application->openedURLs(), Lines{"https://example.com/deal"});
+
+  // On the main thread the task runs at once, without waiting on the main queue.
+  std::thread::id ranOn;
+  runOnMainQueueWithoutDeadlocking([&] { ranOn = std::this_thread::get_id(); });
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+}
+
+TEST(DateFormatter, FormatsAndParsesStrictlyInItsLocaleAndZone) {
+  test::installTestPlatform();  // device: en_US, America/New_York
+  struct Case { const char* pattern; const char* locale; const char* zone; double seconds; const char* text; };
+  const Case cases[] = {
+      {"yyyy-MM-dd'T'HH:mm:ss.SSS'Z'", "en_US_POSIX", "UTC", test::kTestEpoch + 0.125, "2026-11-21T12:00:00.125Z"},
+      {"MMM dd, yyyy 'at' hh:mm a", "en_US_POSIX", "UTC", test::kTestEpoch + 3 * 3600 + 300,
+       "Nov 21, 2026 at 03:05 PM"},
+      {"MMM d yyyy HH:mm zzz", "", "", test::kTestEpoch, "Nov 21 2026 07:00 EST"},
+  };
+  for (const auto& c : cases) {
+    const DateFormatter formatter(c.pattern, c.locale, c.zone);
+    EXPECT_EQ(formatter.stringFromDate(Date{c.seconds}), c.text);
+    EXPECT_EQ(formatter.dateFromString(c.text), Date{c.seconds}) << c.text;
+  }
+  const DateFormatter day("yyyy-MM-dd", "en_US_POSIX", "UTC");
+  for (const char* text : {"2026-02-30", "2026-13-01", "2026-11-21 trailing", "2026/11/21", ""}) {
+    EXPECT_EQ(day.dateFromString(text), std::nullopt) << text;
+  }
+}
+
+}  // namespace
+}  // namespace corvana

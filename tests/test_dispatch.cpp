@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "corvana/dispatch.h"
+
+namespace corvana {
+namespace {
+
+// Waits until `count` reaches `target`; the generous limit turns a fault into a failure instead of a hang.
+bool waitForCount(std::mutex& mutex, std::condition_variable& changed, const int& count, int target) {
+  std::unique_lock<std::mutex> lock(mutex);
+  return changed.wait_for(lock, std::chrono::seconds(30), [&] { return count >= target; });
+}
+
+TEST(DispatchQueue, RunsTasksOneAtATimeInSubmissionOrderOfEachProducer) {
+  constexpr int kProducers = 8, kTasksEach = 500;
+  DispatchQueue queue("com.corvana.test.serial");
+  std::vector<std::pair<int, int>> ran;  // touched only by the queue's tasks
+  std::atomic<int> inside{0}, overlaps{0};
+  std::vector<std::thread> producers;
+  for (int p = 0; p < kProducers; ++p) {
+    producers.emplace_back([&, p] {
+      for (int i = 0; i < kTasksEach; ++i) {
+        queue.async([&, p, i] {
+          if (inside.fetch_add(1) != 0) overlaps.fetch_add(1);
+          ran.emplace_back(p, i);
+          inside.fetch_sub(1);
+        });
+      }
+    });
+  }
+  for (auto& producer : producers) producer.join();
+  queue.waitUntilIdle();
+
+  EXPECT_EQ(overlaps.load(), 0);
+  ASSERT_EQ(ran.size(), size_t{kProducers * kTasksEach});
+  std::vector<int> next(kProducers, 0);
+  for (auto [producer, index] : ran) EXPECT_EQ(index, next[producer]++) << "producer " << producer;
+}
+
+TEST(DispatchQueue, SyncRunsOnTheQueueInlineFromItsOwnTasksAndRethrows) {
+  DispatchQueue queue("com.corvana.test.sync");
+  EXPECT_FALSE(queue.isCurrent());
+  std::vector<int> order;
+  queue.sync([&] {
+    order.push_back(queue.isCurrent() ? 1 : -1);
+    queue.sync([&] { order.push_back(2); });  // would wait for itself if it were queued
+    order.push_back(3);
+  });
+  EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+  EXPECT_THROW(queue.sync([] { throw std::runtime_error("task failed"); }), std::runtime_error);
+  queue.sync([&] { order.push_back(4); });
+  EXPECT_EQ(order.back(), 4);
+}
+
+TEST(DispatchQueue, IdleOnlyWhenRunningTasksAndTheTasksTheyQueueAreDone) {
+  std::atomic<int> finished{0};
+  {
+    DispatchQueue queue("com.corvana.test.idle");
+    EXPECT_TRUE(queue.isIdle());
+    std::mutex mutex;
+    std::condition_variable changed;
+    int released = 0;
+    queue.async([&] {
+      waitForCount(mutex, changed, released, 1);
+      queue.async([&] { queue.async([&] { ++finished; }); });
+    });
+    EXPECT_FALSE(queue.isIdle());
+    {
+      std::lock_guard<std::mutex> lock(mutex);
+      released = 1;
+      changed.notify_all();
+    }
+    queue.waitUntilIdle();
+    EXPECT_EQ(finished.load(), 1);
+    EXPECT_TRUE(queue.isIdle());
+    // Destroying the queue finishes what is still queued.
+    for (int i = 0; i < 200; ++i) queue.async([&] { ++finished; });
+  }
+  EXPECT_EQ(finished.load(), 201);
+}
+
+TEST(MainQueue, SyncFromOtherThreadsRunsOnTheMainThreadWhileItRunsItsLoopOrDrains) {
+  MainQueue main;
+  std::thread::id ranOn;
+  bool posterIsMain = true;
+  std::thread poster([&] {
+    posterIsMain = main.isMainThread();
+    main.sync([&] { ranOn = std::this_thread::get_id(); });
+    main.stop();
+  });
+  main.runMainLoop();
+  poster.join();
+  EXPECT_FALSE(posterIsMain);
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+
+  // The same from a host thread that binds itself as the main thread and drains.
+  std::thread host([&] {
+    main.bindToCurrentThread();
+    std::thread other([&] { main.sync([&] { ranOn = std::this_thread::get_id(); }); });
+    while (main.drainFor(100) == 0) {
+    }
+    other.join();
+    EXPECT_EQ(ranOn, std::this_thread::get_id());
+  });
+  host.join();
+  EXPECT_FALSE(main.isMainThread());
+}
+
+TEST(MainQueue, DrainRunsWhatTasksQueueAndStopEndsOneLoop) {
+  MainQueue main;
+  std::vector<int> order;
+  main.async([&] {
+    order.push_back(1);
+    main.async([&] { order.push_back(3); });
+    main.sync([&] { order.push_back(2); });  // on the main thread: at once
+  });
+  EXPECT_EQ(main.drain(), 2u);
+  EXPECT_EQ(order, (std::vector<int>{1, 2, 3}));
+  EXPECT_TRUE(main.isEmpty());
+
+  main.stop();
+  main.runMainLoop();  // a stop that came first ends this loop at once
+  main.async([&] {
+    order.push_back(4);
+    main.stop();
+  });
+  main.runMainLoop();
+  EXPECT_EQ(order.back(), 4);
+}
+
+TEST(ConcurrentQueue, RunsTasksInParallelAndWaitsUntilIdle) {
+  constexpr int kThreads = 4;
+  ConcurrentQueue pool(kThreads);
+  std::mutex mutex;
+  std::condition_variable changed;
+  int started = 0;
+  std::atomic<int> metAll{0}, finished{0};
+  // Each of these waits until all have started, which only happens when the pool runs them at once.
+  for (int i = 0; i < kThreads; ++i) {
+    pool.async([&] {
+      {
+        std::lock_guard<std::mutex> lock(mutex);
+        ++started;
+        changed.notify_all();
+      }
+      if (waitForCount(mutex, changed, started, kThreads)) ++metAll;
+    });
+  }
+  for (int i = 0; i < 100; ++i) pool.async([&] { ++finished; });
+  pool.waitUntilIdle();
+  EXPECT_EQ(metAll.load(), kThreads);
+  EXPECT_EQ(finished.load(), 100);
+}
+
+}  // namespace
+}  // namespace corvana

@@ -1,0 +1,115 @@
+#include <optional>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+#include "events/CRVDataManager.h"
+#include "support/TestPlatform.h"
+#include "util/Log.h"
+
+namespace corvana {
+namespace {
+
+const char* const kCrucialLine = "CorvanaSDK-Event delete opration prevented, Can not delete crucial events .";
+
+class EventStoreTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    tp = &test::installTestPlatform();
+    store = &CRVDataManager::sharedInstance();
+    store->cleanUpAppEvents();
+    file.emplace(Platform::current().files->documentsDirectory() + "/lorrowab.sqlite");
+    tp->log->clear();
+  }
+
+  using Stored = std::pair<std::string, std::vector<int64_t>>;
+  Stored stored() {
+    Stored result;
+    store->getEventsDataWith([&](const std::string& text, const std::vector<int64_t>& ids) { result = {text, ids}; });
+    return result;
+  }
+
+  test::TestPlatform* tp = nullptr;
+  CRVDataManager* store = nullptr;
+  // The store's file, on a connection of its own.
+  std::optional<LorrowSQLiteManager> file;
+};
+
+TEST_F(EventStoreTest, CreatesBothTablesAndTheSharedFormatter) {
+  const auto tables = file->getRowsForQuery("SELECT name FROM sqlite_master WHERE name NOT LIKE 'sqlite_%'");
+  EXPECT_EQ(Value(tables).dump(), R"([{"name":"lorrow_events"},{"name":"crvn_inapp"}])");
+  EXPECT_EQ(store->dateFormatter().stringFromDate(Date{1.5}), "1970-01-01T00:00:01.500Z");
+}
+
+TEST_F(EventStoreTest, StoresCompactRecordsReadsThemAsLinesWithIdsAndDeletesListedIds) {
+  EXPECT_EQ(stored(), (Stored{"", {}}));
+
+  store->saveEventInDB(Value{{"event_type", "checkpoint"}, {"name", "caf\xC3\xA9"}, {"timestamp", 1}});
+  store->saveEventInDB(nullptr);
+  store->saveEventInDB(Value{{"event_type", "custom"}, {"name", "it's"}});  // the quote breaks the insert
+  store->saveEventInDB(Value{{"event_type", "session"}, {"meta", {{"a", {1, 2.5, nullptr, true}}}}});
+
+  EXPECT_EQ(stored(), (Stored{
+                          "{\"event_type\":\"checkpoint\",\"name\":\"caf\xC3\xA9\",\"timestamp\":1}\n"
+                          R"({"event_type":"session","meta":{"a":[1,2.5,null,true]}})",
+                          {1, 2}}));
+  EXPECT_TRUE(tp->log->lines().empty());
+
+  for (int i = 3; i <= 10; ++i) store->saveEventInDB(Value{{"n", i}});
+  store->cleanUpEventsWith({});
+  store->cleanUpEventsWith({3, 5, 9});
+  EXPECT_EQ(stored().second, (std::vector<int64_t>{1, 2, 4, 6, 7, 8, 10}));
+}
+
+TEST_F(EventStoreTest, AFullTableDropsTheNewestOrdinaryEventAndKeepsCrucialOnes) {
+  std::string rows = "INSERT INTO lorrow_events (event) VALUES ";
+  for (int i = 1; i < MAX_CHECKPOINTS_COUNT; ++i) {
+    rows += strfmt("%s('{\"event_type\":\"checkpoint\",\"n\":%d}')", i > 1 ? "," : "", i);
+  }
+  file->doQuery(rows + ";");
+  const auto backlog = stored();
+  ASSERT_EQ(backlog.second.size(), 999u);
+
+  store->saveEventInDB(Value{{"event_type", "checkpoint"}, {"n", 1000}});
+  EXPECT_EQ(stored(), backlog);
+
+  struct Step {
+    Value record;
+    bool kept;
+  };
+  const Step steps[] = {
+      {{{"event_type", "push"}}, true},  {{{"event_type", "checkpoint"}}, false},
+      {{{"event_type", "init"}}, true},  {{{"event_type", "PUSH"}}, false},
+      {{{"event_type", "user"}}, true},  {{{"n", 1}}, false},
+      {{{"event_type", 1}}, false},      {{{"event_type", "session"}}, false},
+  };
+  size_t kept = 0;
+  for (const Step& step : steps) {
+    SCOPED_TRACE(step.record.dump());
+    const std::string newestBefore = stored().first.substr(stored().first.rfind('\n') + 1);
+    store->saveEventInDB(step.record);
+    kept += step.kept;
+    const auto [events, ids] = stored();
+    EXPECT_EQ(ids.size(), 999 + kept);
+    EXPECT_EQ(events.substr(events.rfind('\n') + 1), step.kept ? step.record.dump() : newestBefore);
+    EXPECT_EQ(tp->log->count(kCrucialLine), kept);
+  }
+  EXPECT_EQ(tp->log->lines().size(), kept);
+}
+
+TEST_F(EventStoreTest, TheReadBlockRunsInsideTheReentrantDatabaseLock) {
+  store->saveEventInDB(Value{{"n", 1}});
+  bool otherThreadGotLock = true;
+  store->getEventsDataWith([&](const std::string&, const std::vector<int64_t>&) {
+    std::thread([&] {
+      std::unique_lock<std::recursive_mutex> lock(store->databaseLock(), std::try_to_lock);
+      otherThreadGotLock = lock.owns_lock();
+    }).join();
+    store->saveEventInDB(Value{{"n", 2}});  // same thread: no deadlock
+  });
+  EXPECT_FALSE(otherThreadGotLock);
+  EXPECT_EQ(stored().first, "{\"n\":1}\n{\"n\":2}");
+}
+
+}  // namespace
+}  // namespace corvana

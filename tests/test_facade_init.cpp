@@ -1,0 +1,251 @@
+// Start-up of the facade as a host app drives it: validation on the caller's thread, the installation decision
+// on the SDK's queue, and the settings each path leaves behind.
+
+#include <future>
+
+#include <gtest/gtest.h>
+
+#include "corvana/Corvana.hpp"
+#include "support/TestPlatform.h"
+#include "util/CRVUtil.h"
+#include "util/SettingsKeys.h"
+
+using namespace corvana;
+using corvana::test::installTestPlatform;
+
+namespace {
+
+const std::string kSuccessLine = "CorvanaSDK-v.0.8.4 initialized successfully.";
+
+void initialize(const std::string& id, const std::string& secret, const std::string& framework) {
+  Corvana::sharedInstance().initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions(id, secret, framework,
+                                                                                            nullptr);
+}
+
+void drain() { Corvana::sharedInstance().serialQueue()->waitUntilIdle(); }
+
+// Stores what a completed earlier start leaves behind.
+void storeInstallation(const std::string& version, const std::string& id, const std::string& secret,
+                       const std::string& framework) {
+  CRVUtil::setObjectForKey(Value(version), kKeyAppVersion);
+  CRVUtil::setObjectForKey(Value(id), kKeyQuorvel);
+  CRVUtil::setObjectForKey(Value(secret), kKeyAppSecret);
+  CRVUtil::setObjectForKey(Value(framework), kKeyFrameworkType);
+}
+
+bool isStored(const std::string& key) { return Platform::current().preferences->objectForKey(key).has_value(); }
+
+}  // namespace
+
+TEST(FacadeInit, ValidationStopsAtTheFirstFailingCheckWithItsOwnLine) {
+  auto& tp = installTestPlatform();
+  struct Case {
+    std::string id, secret, framework, line;
+  };
+  const Case cases[] = {
+      {"", "", "", "CorvanaSDK-Quorvel ID is an empty string."},
+      {"", "s", "native", "CorvanaSDK-Quorvel ID is an empty string."},
+      {"acme", "", "", "CorvanaSDK-Framework type is an empty string."},
+      {"acme", "", "native", "CorvanaSDK-App Secret is empty string."},
+  };
+  for (const auto& c : cases) {
+    tp.log->clear();
+    initialize(c.id, c.secret, c.framework);
+    EXPECT_EQ(tp.log->lines(), std::vector<std::string>{c.line}) << c.id << "/" << c.secret << "/" << c.framework;
+    EXPECT_FALSE(Corvana::sharedInstance().makingInitCall());
+  }
+  drain();
+  EXPECT_FALSE(isStored(kKeyQuorvel)) << "a refused call must not reach the second phase";
+}
+
+TEST(FacadeInit, SecondCallWhileTheFirstIsQueuedIsIgnoredSilently) {
+  auto& tp = installTestPlatform();
+  auto& sdk = Corvana::sharedInstance();
+  std::promise<void> release;
+  auto released = release.get_future().share();
+  sdk.serialQueue()->async([released] { released.wait(); });
+
+  initialize("acme", "s1", "native");
+  EXPECT_TRUE(sdk.makingInitCall());
+  tp.log->clear();
+  initialize("other", "s2", "flutter");
+  initialize("", "", "");
+  EXPECT_TRUE(tp.log->lines().empty());
+
+  release.set_value();
+  drain();
+  EXPECT_EQ(CRVUtil::getStringForKey(kKeyQuorvel), "acme");
+  EXPECT_EQ(CRVUtil::getStringForKey(kKeyFrameworkType), "native");
+}
+
+TEST(FacadeInit, FirstRunIsAChangedInstallationThatWaitsForItsSync) {
+  auto& tp = installTestPlatform();
+  // 03:00 UTC is the evening before in New York: the install date follows the device's time zone.
+  tp.clock->set(Date{test::kTestEpoch - 9 * 3600});
+  initialize("acme", "s3cret", "native");
+  drain();
+
+  auto& sdk = Corvana::sharedInstance();
+  EXPECT_EQ(CRVUtil::getStringForKey(kKeyQuorvel), "acme");
+  EXPECT_EQ(CRVUtil::getStringForKey(kKeyFrameworkType), "native");
+  EXPECT_TRUE(isStored(kKeyInitReport));
+  EXPECT_FALSE(CRVUtil::getBoolForKey(kKeyInitReport));
+  EXPECT_TRUE(CRVUtil::getBoolForKey(kKeyNewUser));
+  EXPECT_EQ(CRVUtil::getStringForKey(kKeyInstallDate), "2026-11-20");
+  EXPECT_FALSE(isStored(kKeyAppVersion)) << "only a good sync stores the version";
+  EXPECT_FALSE(sdk.appSecret().has_value());
+  EXPECT_FALSE(sdk.sdkInitialized());
+  EXPECT_TRUE(sdk.makingInitCall());
+  EXPECT_FALSE(tp.log->contains(kSuccessLine));
+}
+
+TEST(FacadeInit, UnchangedInstallationCompletesAtOnce) {
+  auto& tp = installTestPlatform();
+  storeInstallation("2.3.1", "acme", "s3cret", "native");
+  initialize("acme", "s3cret", "native");
+  drain();
+
+  auto& sdk = Corvana::sharedInstance();
+  EXPECT_EQ(sdk.appSecret(), std::optional<std::string>("s3cret"));
+  EXPECT_TRUE(sdk.sdkInitialized());
+  EXPECT_FALSE(sdk.makingInitCall());
+  EXPECT_EQ(tp.log->count(kSuccessLine), 1u);
+  EXPECT_FALSE(isStored(kKeyInitReport)) << "an unchanged installation keeps the init record's flag";
+  EXPECT_FALSE(isStored(kKeyNewUser));
+
+  tp.log->clear();
+  initialize("acme", "s3cret", "native");
+  EXPECT_EQ(tp.log->lines(), std::vector<std::string>{"CorvanaSDK-Already initialized."});
+}
+
+TEST(FacadeInit, AnyChangedPartOfTheInstallationMakesItChanged) {
+  auto& tp = installTestPlatform();
+  struct Case {
+    const char* what;
+    std::string version, id, secret, framework;
+  };
+  // The host runs version 2.3.1 and starts with ("acme", "s3cret", "native").
+  const Case cases[] = {
+      {"framework type", "2.3.1", "acme", "s3cret", "react-native"},
+      {"app version", "2.3.0", "acme", "s3cret", "native"},
+      {"secret", "2.3.1", "acme", "old", "native"},
+      {"account", "2.3.1", "acme2", "s3cret", "native"},
+  };
+  for (const auto& c : cases) {
+    storeInstallation(c.version, c.id, c.secret, c.framework);
+    CRVUtil::setBoolForKey(true, kKeyInitReport);
+    initialize("acme", "s3cret", "native");
+    drain();
+    EXPECT_FALSE(CRVUtil::getBoolForKey(kKeyInitReport)) << c.what;
+    EXPECT_TRUE(isStored(kKeyNewUser)) << c.what;
+    EXPECT_FALSE(CRVUtil::getBoolForKey(kKeyNewUser)) << c.what << ": not a first run";
+    EXPECT_FALSE(isStored(kKeyInstallDate)) << c.what;
+    EXPECT_FALSE(Corvana::sharedInstance().sdkInitialized()) << c.what;
+    EXPECT_FALSE(tp.log->contains(kSuccessLine)) << c.what;
+    // Without a sync in this test the start stays in progress; clear it to try the next case.
+    Corvana::sharedInstance().setMakingInitCall(false);
+  }
+}
+
+TEST(FacadeInit, EmptyAppVersionStopsAfterTheIdentifiersAreWritten) {
+  auto options = test::testPlatformOptions();
+  options.appVersion = "";
+  auto& tp = installTestPlatform(options);
+  initialize("acme", "s3cret", "native");
+  drain();
+  EXPECT_TRUE(tp.log->contains("CorvanaSDK-Invalid app version, app version can not be empty."));
+  EXPECT_FALSE(Corvana::sharedInstance().makingInitCall());
+  EXPECT_EQ(CRVUtil::getStringForKey(kKeyQuorvel), "acme");
+  EXPECT_EQ(CRVUtil::getStringForKey(kKeyFrameworkType), "native");
+  EXPECT_FALSE(isStored(kKeyInitReport));
+}
+
+TEST(FacadeInit, BlockedAccountWithinADayStaysDisabled) {
+  auto& tp = installTestPlatform();
+  storeInstallation("2.3.1", "acme", "s3cret", "native");
+  CRVUtil::setBoolForKey(true, kKeyAcountBlocked);
+  Corvana::sharedInstance().saveBlockedDuration();
+  tp.clock->advance(23 * 3600 + 59 * 60);
+
+  initialize("acme", "s3cret", "native");
+  drain();
+  auto& sdk = Corvana::sharedInstance();
+  EXPECT_TRUE(tp.log->contains("CorvanaSDK-account disabled for this app."));
+  EXPECT_FALSE(sdk.makingInitCall());
+  EXPECT_FALSE(sdk.appSecret().has_value());
+  EXPECT_TRUE(sdk.accountBlocked());
+  EXPECT_TRUE(CRVUtil::getBoolForKey(kKeyAcountBlocked));
+}
+
+TEST(FacadeInit, LapsedBlockReenablesTheAccountButLeavesThisStartInProgress) {
+  auto& tp = installTestPlatform();
+  storeInstallation("2.3.1", "acme", "s3cret", "native");
+  CRVUtil::setBoolForKey(true, kKeyAcountBlocked);
+  Corvana::sharedInstance().saveBlockedDuration();
+  tp.clock->advance(24 * 3600);
+
+  initialize("acme", "s3cret", "native");
+  drain();
+  auto& sdk = Corvana::sharedInstance();
+  EXPECT_FALSE(CRVUtil::getBoolForKey(kKeyAcountBlocked));
+  EXPECT_EQ(sdk.appSecret(), std::optional<std::string>("s3cret"));
+  EXPECT_TRUE(sdk.accountBlocked());
+  EXPECT_TRUE(sdk.makingInitCall());
+  EXPECT_FALSE(tp.log->contains(kSuccessLine));
+  EXPECT_FALSE(tp.log->contains("CorvanaSDK-account disabled for this app."));
+}
+
+TEST(FacadeInit, BlockTimeIsWrittenAsUtcMinutesWithADayHalfMarker) {
+  auto& tp = installTestPlatform();
+  tp.clock->set(Date{test::kTestEpoch + 5 * 3600 + 7 * 60 + 42});  // 17:07:42 UTC
+  Corvana::sharedInstance().saveBlockedDuration();
+  EXPECT_EQ(CRVUtil::getStringForKey(kKeyAppBlockUntil), "Nov 21, 2026 at 05:07 PM");
+  // Minute resolution: 24 hours after 17:07:42 is already 24 hours and 42 seconds after 17:07.
+  tp.clock->advance(24 * 3600 - 42);
+  EXPECT_TRUE(Corvana::sharedInstance().checkblockedDuration());
+  tp.clock->advance(-1);
+  EXPECT_FALSE(Corvana::sharedInstance().checkblockedDuration());
+  // Without a readable time the block counts from the reference date and has lapsed.
+  CRVUtil::setObjectForKey(Value("not a date"), kKeyAppBlockUntil);
+  EXPECT_TRUE(Corvana::sharedInstance().checkblockedDuration());
+}
+
+TEST(FacadeInit, TimeoutIntervalHasAFloorOfFiveSeconds) {
+  installTestPlatform();
+  auto& sdk = Corvana::sharedInstance();
+  EXPECT_EQ(sdk.timeoutInterval(), 10);
+  const std::pair<int64_t, int64_t> cases[] = {{0, 5}, {3, 5}, {-7, 5}, {5, 5}, {30, 30}};
+  for (auto [given, kept] : cases) {
+    sdk.setTimeoutInterval(given);
+    EXPECT_EQ(sdk.timeoutInterval(), kept) << given;
+  }
+}
+
+TEST(FacadeInit, NotInitializedWarningOnlyOutsideAStart) {
+  auto& tp = installTestPlatform();
+  const std::string warning =
+      "CorvanaSDK-[warning] is not initialized. Initialize Framwork using initializeWithQuorvelID:appSecret: "
+      "method.";
+  auto& sdk = Corvana::sharedInstance();
+  sdk.sdkInitilizationWarning();
+  EXPECT_EQ(tp.log->count(warning), 1u);
+
+  storeInstallation("2.3.1", "acme", "s3cret", "native");
+  std::promise<void> release;
+  auto released = release.get_future().share();
+  sdk.serialQueue()->async([released] { released.wait(); });
+  initialize("acme", "s3cret", "native");
+  sdk.sdkInitilizationWarning();  // still starting: silent
+  release.set_value();
+  drain();
+  sdk.sdkInitilizationWarning();  // initialized: silent
+  EXPECT_EQ(tp.log->count(warning), 1u);
+}
+
+TEST(FacadeInit, QueueLabelsCarryTheFacadeAddress) {
+  installTestPlatform();
+  auto& sdk = Corvana::sharedInstance();
+  const std::string label = sdk.serialQueue()->label();
+  ASSERT_EQ(label.rfind("com.lorrow.queue.0x", 0), 0u) << label;
+  EXPECT_EQ(sdk.serialInAppQueue()->label(), "com.lorrow.inapp.queue." + label.substr(17));
+}

@@ -1,0 +1,173 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/utsname.h>
+
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/LinuxApplication.h"
+#include "platform/LinuxDevice.h"
+#include "support/TestPlatform.h"
+
+namespace corvana {
+namespace {
+
+using test::CapturedLog;
+using test::TempDir;
+
+std::shared_ptr<Platform> makePlatform(const std::string& folder, LinuxPlatformOptions options) {
+  options.dataDirectory = folder;
+  if (!options.logSink) options.logSink = std::make_shared<CapturedLog>();
+  return Platform::makeLinuxDefault(options);
+}
+
+TEST(LinuxPlatform, OptionsGiveTheDeviceFactsServiceDomainAndLog) {
+  TempDir dir;
+  LinuxPlatformOptions options = test::testPlatformOptions();
+  options.logSink = std::make_shared<CapturedLog>();
+  auto platform = makePlatform(dir.path(), options);
+  EXPECT_EQ(platform->log, options.logSink);
+  EXPECT_TRUE(platform->mainQueue->isMainThread());
+  Device& device = *platform->device;
+  EXPECT_EQ(device.model(), "iPhone");
+  EXPECT_EQ(device.machine(), "iPhone7,2");
+  EXPECT_EQ(device.name(), "Test iPhone");
+  EXPECT_EQ(device.systemVersion(), "9.3");
+  EXPECT_EQ(device.localeIdentifier(), "en_US");
+  EXPECT_EQ(device.preferredLanguages(), (std::vector<std::string>{"en-US", "de-DE"}));
+  EXPECT_EQ(device.timeZoneName(), "America/New_York");
+  EXPECT_EQ(device.carrierNames(), (std::vector<std::optional<std::string>>{std::string("Carrier A")}));
+  EXPECT_EQ(platform->serviceDomain, "corvana.test");
+  EXPECT_EQ(platform->application->infoDictionary(),
+            Value::parse(R"({"CFBundleShortVersionString": "2.3.1", "CFBundleIdentifier": "io.corvana.tests",
+                             "CFBundleName": "tests"})"));
+}
+
+TEST(LinuxPlatform, MissingDeviceFactsComeFromTheSystem) {
+  TempDir dir;
+  LinuxPlatformOptions options;
+  options.bundlePath = "/opt/host/bundle";
+  auto platform = makePlatform(dir.path(), options);
+  Device& device = *platform->device;
+  struct utsname system {};
+  ASSERT_EQ(::uname(&system), 0);
+  EXPECT_EQ(device.model(), "Linux");
+  EXPECT_EQ(device.machine(), system.machine);
+  EXPECT_FALSE(device.systemVersion().empty());
+  EXPECT_FALSE(device.localeIdentifier().empty());
+  ASSERT_EQ(device.preferredLanguages().size(), 1u);
+  EXPECT_EQ(device.preferredLanguages()[0].find('_'), std::string::npos) << "a BCP-47 tag uses hyphens";
+  EXPECT_FALSE(device.timeZoneName().empty());
+  EXPECT_FALSE(device.name().empty());
+  EXPECT_TRUE(device.carrierNames().empty());
+  EXPECT_EQ(platform->application->bundlePath(), "/opt/host/bundle");
+  EXPECT_FALSE(makePlatform(dir.path(), {})->application->bundlePath().empty());
+}
+
+TEST(LinuxDevice, ReadsTheVersionIdOfOsRelease) {
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {"NAME=\"Debian GNU/Linux\"\nVERSION_ID=\"12\"\nID=debian\n", "12"},
+      {"VERSION_ID=22.04\n", "22.04"},
+      {"VERSION_ID='3.19.1'", "3.19.1"},
+      {"ID=arch\nBUILD_ID=rolling\n", ""},
+  };
+  for (const auto& [text, version] : cases) EXPECT_EQ(LinuxDevice::versionIdFromOsRelease(text), version) << text;
+}
+
+TEST(LinuxPlatform, FoldersAreMadePrivateUnderTheDataFolderWhenAskedFor) {
+  TempDir dir;
+  auto platform = makePlatform(dir.path() + "/data", test::testPlatformOptions());
+  const std::vector<std::pair<std::string, std::string>> folders = {
+      {platform->files->documentsDirectory(), dir.path() + "/data/Documents"},
+      {platform->files->cachesDirectory(), dir.path() + "/data/Library/Caches"},
+  };
+  for (const auto& [answered, expected] : folders) {
+    EXPECT_EQ(answered, expected);
+    struct stat info {};
+    ASSERT_EQ(::stat(answered.c_str(), &info), 0) << answered;
+    EXPECT_TRUE(S_ISDIR(info.st_mode));
+    EXPECT_EQ(info.st_mode & 0777, 0700u) << answered;
+  }
+}
+
+TEST(LinuxApplication, ObserversRunOnThePostingThreadOncePerRegistration) {
+  LinuxApplication app("1.0", "io.corvana.host", "/bundle");
+  std::vector<std::string> calls;
+  std::thread::id ranOn;
+  auto foreground = [&] {
+    calls.push_back("foreground");
+    ranOn = std::this_thread::get_id();
+  };
+  app.addObserver(UIApplicationWillEnterForegroundNotification, foreground);
+  app.addObserver(UIApplicationWillEnterForegroundNotification, foreground);
+  // An observer may register another while the notification is being posted; the new one runs from the next post.
+  app.addObserver(UIApplicationDidEnterBackgroundNotification, [&] {
+    calls.push_back("background");
+    app.addObserver(UIApplicationDidEnterBackgroundNotification, [&] { calls.push_back("late"); });
+  });
+
+  std::thread poster([&] { app.postNotification(UIApplicationWillEnterForegroundNotification); });
+  std::thread::id posterId = poster.get_id();
+  poster.join();
+  EXPECT_EQ(ranOn, posterId);
+  app.postNotification(UIApplicationDidEnterBackgroundNotification);
+  app.postNotification(UIApplicationDidEnterBackgroundNotification);
+  app.postNotification("NobodyListens");
+  EXPECT_EQ(calls, (std::vector<std::string>{"foreground", "foreground", "background", "background", "late"}));
+}
+
+TEST(LinuxApplication, ExpiringRunsTheHandlersOfRunningTasksOnce) {
+  LinuxApplication app("1.0", "io.corvana.host", "/bundle");
+  std::vector<BackgroundTaskIdentifier> expired;
+  BackgroundTaskIdentifier first = app.beginBackgroundTask([&] { expired.push_back(1); });
+  BackgroundTaskIdentifier ended = app.beginBackgroundTask([&] { expired.push_back(2); });
+  BackgroundTaskIdentifier selfEnding = UIBackgroundTaskInvalid;
+  selfEnding = app.beginBackgroundTask([&] {
+    expired.push_back(3);
+    app.endBackgroundTask(selfEnding);
+  });
+  EXPECT_EQ((std::vector<BackgroundTaskIdentifier>{first, ended, selfEnding}),
+            (std::vector<BackgroundTaskIdentifier>{1, 2, 3}));
+  app.endBackgroundTask(ended);
+
+  EXPECT_EQ(app.expireBackgroundTasks(), 2u);
+  EXPECT_EQ(expired, (std::vector<BackgroundTaskIdentifier>{1, 3}));
+  EXPECT_EQ(app.runningBackgroundTasks(), std::vector<BackgroundTaskIdentifier>{first});
+  EXPECT_EQ(app.expireBackgroundTasks(), 0u);
+  app.endBackgroundTask(first);
+  EXPECT_TRUE(app.runningBackgroundTasks().empty());
+  EXPECT_EQ(app.beginBackgroundTask(nullptr), 4u);
+}
+
+TEST(LinuxApplication, OpenURLRecordsTheURLAndAnswersTheHandlersResult) {
+  LinuxApplication app("1.0", "io.corvana.host", "/bundle");
+  std::vector<bool> answers;
+  app.openURL("https://corvana.io/a", Value::object(), [&](bool opened) { answers.push_back(opened); });
+  app.setOpenURLHandler([](const std::string& url) { return url.rfind("https:", 0) == 0; });
+  app.openURL("https://corvana.io/b", Value::object(), [&](bool opened) { answers.push_back(opened); });
+  app.openURL("crvn://other", Value(), [&](bool opened) { answers.push_back(opened); });
+  app.openURL("https://corvana.io/c", Value(), nullptr);
+  EXPECT_EQ(answers, (std::vector<bool>{false, true, false}));
+  EXPECT_EQ(app.openedURLs(), (std::vector<std::string>{"https://corvana.io/a", "https://corvana.io/b",
+                                                         "crvn://other", "https://corvana.io/c"}));
+}
+
+TEST(Platform, CurrentAnswersTheLastInstalledAndEarlierOnesStayValid) {
+  TempDir dir;
+  auto first = makePlatform(dir.path() + "/one", test::testPlatformOptions());
+  Platform::install(first);
+  Platform& taken = Platform::current();
+  EXPECT_EQ(&taken, first.get());
+  Platform* firstAddress = first.get();
+  first.reset();
+
+  Platform::install(makePlatform(dir.path() + "/two", test::testPlatformOptions()));
+  EXPECT_NE(&Platform::current(), firstAddress);
+  EXPECT_EQ(taken.serviceDomain, "corvana.test");  // still alive
+  taken.application->postNotification("StillAlive");
+}
+
+}  // namespace
+}  // namespace corvana

@@ -1,0 +1,171 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <atomic>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/LinuxPreferences.h"
+#include "support/TestPlatform.h"
+
+namespace corvana {
+namespace {
+
+namespace fs = std::filesystem;
+using test::CapturedLog;
+using test::TempDir;
+
+std::string readAll(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// The contract of every Preferences implementation. A factory opens the store kept in a folder; opening it again
+// in the same folder sees what was stored before.
+struct PreferencesFactory {
+  std::string name;
+  std::function<std::shared_ptr<Preferences>(const std::string& folder)> open;
+};
+void PrintTo(const PreferencesFactory& factory, std::ostream* out) { *out << factory.name; }
+
+class PreferencesContract : public testing::TestWithParam<PreferencesFactory> {
+ protected:
+  std::shared_ptr<Preferences> open() { return GetParam().open(dir_.path()); }
+  TempDir dir_;
+};
+
+TEST_P(PreferencesContract, KeepsValuesAndTheirTypesThroughAReloadAndForgetsRemovedOnes) {
+  Data allBytes;
+  for (int b = 0; b < 256; ++b) allBytes.push_back(static_cast<uint8_t>(b));
+  const std::vector<std::pair<std::string, PreferenceValue>> values = {
+      {"string", std::string("crvn \"quoted\" \xc3\xa9\n")}, {"empty string", std::string()},
+      {"int max", std::numeric_limits<int64_t>::max()},      {"int min", std::numeric_limits<int64_t>::min()},
+      {"int one", int64_t{1}},                               {"double one", 1.0},
+      {"double fraction", 0.1},                              {"double infinity", -std::numeric_limits<double>::infinity()},
+      {"bool", true},                                        {"date", Date{test::kTestEpoch + 0.125}},
+      {"date before 1970", Date{-86400.5}},                  {"data", allBytes},
+      {"data one byte", Data{0xff}},                         {"data two bytes", Data{0x00, 0x10}},
+      {"data empty", Data{}},
+  };
+  {
+    auto store = open();
+    for (const auto& [key, value] : values) store->setObjectForKey(value, key);
+    store->setObjectForKey(std::string("first"), "int one");  // replaced below
+    store->setObjectForKey(int64_t{1}, "int one");
+    store->setObjectForKey(false, "removed");
+    store->removeObjectForKey("removed");
+    store->removeObjectForKey("never set");
+    EXPECT_TRUE(store->synchronize());
+  }
+  auto reloaded = open();
+  for (const auto& [key, value] : values) {
+    auto read = reloaded->objectForKey(key);
+    ASSERT_TRUE(read.has_value()) << key;
+    EXPECT_EQ(read->index(), value.index()) << key;  // 1 stays an integer, 1.0 a double, true a boolean
+    EXPECT_TRUE(*read == value) << key;
+  }
+  EXPECT_FALSE(reloaded->objectForKey("removed").has_value());
+  EXPECT_FALSE(reloaded->objectForKey("never set").has_value());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Implementations, PreferencesContract,
+    testing::Values(PreferencesFactory{"LinuxPreferences",
+                                       [](const std::string& folder) {
+                                         return std::make_shared<LinuxPreferences>(folder + "/prefs.json", nullptr);
+                                       }},
+                    PreferencesFactory{"LinuxDefaultPlatform",
+                                       [](const std::string& folder) {
+                                         LinuxPlatformOptions options = test::testPlatformOptions();
+                                         options.dataDirectory = folder;
+                                         options.logSink = std::make_shared<CapturedLog>();
+                                         return Platform::makeLinuxDefault(options)->preferences;
+                                       }}),
+    [](const testing::TestParamInfo<PreferencesFactory>& info) { return info.param.name; });
+
+TEST(LinuxPreferences, KeepsATaggedPrivateFileInThePreferencesFolderOfTheApp) {
+  TempDir dir;
+  LinuxPlatformOptions options = test::testPlatformOptions();
+  options.dataDirectory = dir.path();
+  Platform::makeLinuxDefault(options)->preferences->setObjectForKey(Data{'h', 'i'}, "crvn.token");
+
+  std::string folder = dir.path() + "/Library/Preferences";
+  std::string file = folder + "/io.corvana.tests.plist.json";
+  struct stat info {};
+  ASSERT_EQ(::stat(folder.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0700u);
+  ASSERT_EQ(::stat(file.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+  EXPECT_EQ(nlohmann::json::parse(readAll(file)),
+            nlohmann::json::parse(R"({"crvn.token": {"type": "data", "value": "aGk="}})"));
+}
+
+TEST(LinuxPreferences, UnreadableFileIsMovedAsideAndTheStoreStartsEmpty) {
+  for (const std::string text : {
+           R"({"a": {"type": "string", "val)",              // torn mid-write
+           R"(["not", "a", "map"])",                        //
+           R"({"a": {"type": "colour", "value": "red"}})",  // unknown type
+           R"({"a": {"type": "data", "value": "%%%%"}})",   // not base64
+           R"({"a": {"type": "integer", "value": "12"}})",  // value of another type
+           R"({"a": {"type": "date"}})",                    // no value
+       }) {
+    SCOPED_TRACE(text);
+    TempDir dir;
+    std::string path = dir.path() + "/prefs.json";
+    std::ofstream(path) << text;
+    auto log = std::make_shared<CapturedLog>();
+
+    LinuxPreferences store(path, log);
+    EXPECT_EQ(log->lines(), std::vector<std::string>{"CorvanaSDK-Preferences file unreadable, starting empty: " + path});
+    EXPECT_FALSE(store.objectForKey("a").has_value());
+    EXPECT_EQ(readAll(path + ".corrupt"), text);
+    store.setObjectForKey(int64_t{3}, "b");
+    EXPECT_TRUE(LinuxPreferences(path, log).objectForKey("b") == PreferenceValue(int64_t{3}));
+    EXPECT_EQ(log->lines().size(), 1u);
+  }
+}
+
+TEST(LinuxPreferences, ReadersAlwaysSeeAWholeFileAndNoTemporaryFileStays) {
+  TempDir dir;
+  std::string path = dir.path() + "/prefs.json";
+  LinuxPreferences store(path, nullptr);
+  store.setObjectForKey(std::string(4096, 'x'), "bulk");
+
+  std::atomic<bool> writing{true};
+  std::atomic<int> torn{0};
+  std::thread reader([&] {
+    while (writing) {
+      if (!LinuxPreferences::decode(readAll(path))) ++torn;
+    }
+  });
+  std::vector<std::thread> writers;
+  for (int w = 0; w < 4; ++w) {
+    writers.emplace_back([&, w] {
+      for (int64_t i = 0; i < 100; ++i) store.setObjectForKey(i, "counter " + std::to_string(w));
+    });
+  }
+  for (auto& writer : writers) writer.join();
+  writing = false;
+  reader.join();
+
+  EXPECT_EQ(torn.load(), 0);
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(dir.path())) names.push_back(entry.path().filename().string());
+  EXPECT_EQ(names, std::vector<std::string>{"prefs.json"});
+  LinuxPreferences reloaded(path, nullptr);
+  for (int w = 0; w < 4; ++w) {
+    EXPECT_TRUE(reloaded.objectForKey("counter " + std::to_string(w)) == PreferenceValue(int64_t{99}));
+  }
+}
+
+}  // namespace
+}  // namespace corvana

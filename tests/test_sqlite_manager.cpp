@@ -1,0 +1,121 @@
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include <gtest/gtest.h>
+
+#include "storage/LorrowSQLiteManager.h"
+#include "support/TestPlatform.h"
+
+namespace corvana {
+namespace {
+
+namespace fs = std::filesystem;
+
+class SQLiteManagerTest : public ::testing::Test {
+ protected:
+  void SetUp() override { tp = &test::installTestPlatform(); }
+  test::TestPlatform* tp = nullptr;
+};
+
+TEST_F(SQLiteManagerTest, ResolvesItsFileAndReportsOnlyOpenFailures) {
+  const fs::path documents = Platform::current().files->documentsDirectory();
+  LorrowSQLiteManager bare("bare.sqlite");
+  EXPECT_FALSE(bare.doQuery("CREATE TABLE t (x NOT NULL);").has_value());
+  struct stat info {};
+  ASSERT_EQ(::stat((documents / "bare.sqlite").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+  const std::string elsewhere = (fs::path(tp->dir.path()) / "elsewhere.sqlite").string();
+  std::ofstream(elsewhere).close();  // an empty file is an empty database
+  LorrowSQLiteManager existing(elsewhere);
+  existing.doQuery("CREATE TABLE t (x);");
+  EXPECT_EQ(existing.getRowsForQuery("SELECT name FROM sqlite_master").size(), 1u);
+  EXPECT_FALSE(fs::exists(documents / "elsewhere.sqlite"));
+
+  // A missing absolute path is appended to Documents too, where its folders do not exist.
+  const std::optional<Error> error = LorrowSQLiteManager("/no/such/x.sqlite").doQuery("CREATE TABLE t (x);");
+  ASSERT_TRUE(error.has_value());
+  EXPECT_EQ(error->domain, "SQLite Error");
+  EXPECT_EQ(error->code, 1);
+  EXPECT_EQ(error->localizedDescription, "The database could not be opened: unable to open database file");
+  EXPECT_EQ(LorrowSQLiteManager("/no/such/x.sqlite").getLastInsertRowID(), 0);
+
+  // Failing at step (an overflow error, a constraint) or at prepare: never reported, and the connection is closed.
+  const char* failing[] = {"INSERT INTO t VALUES (abs(-9223372036854775808));", "INSERT INTO t VALUES (NULL);",
+                           "INSERT INTO missing VALUES (1);", "CREATE TABLE ("};
+  for (const char* statement : failing) {
+    SCOPED_TRACE(statement);
+    EXPECT_FALSE(bare.doQuery(statement).has_value());
+    EXPECT_EQ(bare.db(), nullptr);
+  }
+  tp->log->clear();
+  EXPECT_TRUE(bare.getRowsForQuery("SELEC 1").empty());
+  EXPECT_EQ(tp->log->lines(),
+            std::vector<std::string>{"Error Domain=SQLite Error Code=3 \"near \"SELEC\": syntax error\" "
+                                     "UserInfo={NSLocalizedDescription=near \"SELEC\": syntax error}"});
+  EXPECT_EQ(bare.db(), nullptr);
+}
+
+TEST_F(SQLiteManagerTest, ColumnValuesAreConvertedByTheirStorageType) {
+  LorrowSQLiteManager manager("columns.sqlite");
+  const std::pair<const char*, std::optional<Value>> cases[] = {
+      {"7", Value(7)},
+      {"0.1", Value(static_cast<double>(0.1f))},  // the float nearest 0.1, not the double
+      {"2147483648", Value(-2147483648LL)},
+      {"4294967297", Value(1)},
+      {"'h\xC3\xA9llo'", Value("h\xC3\xA9llo")},
+      {"x'00ff10'", Value::binary(Data{0x00, 0xff, 0x10})},
+      {"x''", std::nullopt},  // left out of the row
+      {"NULL", Value(nullptr)},
+  };
+  for (const auto& [expression, expected] : cases) {
+    SCOPED_TRACE(expression);
+    const std::vector<Value> rows = manager.getRowsForQuery(std::string("SELECT ") + expression + " AS v");
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].contains("v"), expected.has_value());
+    if (expected) {
+      EXPECT_EQ(rows[0]["v"], *expected);
+    }
+  }
+}
+
+TEST_F(SQLiteManagerTest, PreparedStatementBindsByKindAndEveryElementTakesTheNextIndex) {
+  LorrowSQLiteManager manager("prepared.sqlite");
+  manager.doQuery("CREATE TABLE t (a, b, c, d, e, f, g);");
+  tp->log->clear();
+  const std::string insert = "INSERT INTO t VALUES (?, ?, ?, ?, ?, ?, ?);";
+  const std::vector<SQLParameter> values = {
+      std::string("text"), true, 2.5, int64_t{(1LL << 32) + 5}, 1.5f, Value::object(), int32_t{-3}};
+  // The second run of the same text must not trip over the statement of the first.
+  for (int run = 0; run < 2; ++run) EXPECT_FALSE(manager.doQueryWithPreparedStmts(insert, values).has_value());
+  EXPECT_EQ(manager.db(), nullptr);
+
+  const std::vector<Value> rows = manager.getRowsForQuery("SELECT * FROM t");
+  ASSERT_EQ(rows.size(), 2u);
+  for (const Value& row : rows) {
+    EXPECT_EQ(row.dump(), R"({"a":"text","b":null,"c":null,"d":5,"e":1.5,"f":null,"g":-3})");
+  }
+  EXPECT_EQ(tp->log->lines(), std::vector<std::string>(4, "unknown NSNumber"));
+}
+
+TEST_F(SQLiteManagerTest, DumpHoldsEveryCreateStatementAndOneInsertPerRowInOrder) {
+  LorrowSQLiteManager manager("dump.sqlite");
+  manager.doQuery("CREATE TABLE empty (x TEXT);");
+  manager.doQuery("CREATE TABLE full (n INTEGER, s TEXT, r REAL, z);");
+  manager.doQuery("INSERT INTO full VALUES (1, 'one', 0.5, NULL), (2, 'two', 2.25, x'0102');");
+  const std::string dump = manager.getDatabaseDump();
+
+  EXPECT_EQ(dump.rfind(";\n", 0), 0u);
+  EXPECT_NE(dump.find("\n; database dump.sqlite;\n"
+                      "CREATE TABLE empty (x TEXT);\nCREATE TABLE full (n INTEGER, s TEXT, r REAL, z);\n"
+                      "insert into full (n,s,r,z) values (1,'one',0.5,null);\n"
+                      "insert into full (n,s,r,z) values (2,'two',2.25,'<0102>');\n"),
+            std::string::npos)
+      << dump;
+  EXPECT_EQ(manager.db(), nullptr);
+}
+
+}  // namespace
+}  // namespace corvana
