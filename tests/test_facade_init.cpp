@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "corvana/Corvana.hpp"
+#include "platform/LinuxApplication.h"
 #include "support/TestPlatform.h"
 #include "util/CRVUtil.h"
 #include "util/SettingsKeys.h"
@@ -248,4 +249,26 @@ TEST(FacadeInit, QueueLabelsCarryTheFacadeAddress) {
   const std::string label = sdk.serialQueue()->label();
   ASSERT_EQ(label.rfind("com.lorrow.queue.0x", 0), 0u) << label;
   EXPECT_EQ(sdk.serialInAppQueue()->label(), "com.lorrow.inapp.queue." + label.substr(17));
+}
+
+TEST(FacadeInit, LifecycleIsObservedOnceFromTheFirstCallThatPassesItsChecks) {
+  installTestPlatform();
+  auto& app = dynamic_cast<LinuxApplication&>(*Platform::current().application);
+  auto background = [&] {
+    app.postNotification(UIApplicationDidEnterBackgroundNotification);
+    return app.runningBackgroundTasks().size();
+  };
+  initialize("", "s3cret", "native");  // refused: nothing observed yet
+  EXPECT_EQ(background(), 0u);
+
+  storeInstallation("2.3.1", "acme", "s3cret", "native");
+  initialize("acme", "s3cret", "native");
+  drain();
+  initialize("acme", "s3cret", "native");  // "Already initialized": no second observer
+  EXPECT_EQ(background(), 1u);
+  EXPECT_EQ(background(), 2u);
+
+  // Only the expiration handler ends the background task.
+  EXPECT_EQ(app.expireBackgroundTasks(), 2u);
+  EXPECT_TRUE(app.runningBackgroundTasks().empty());
 }
