@@ -23,28 +23,6 @@ std::shared_ptr<Platform> makePlatform(const std::string& folder, LinuxPlatformO
   return Platform::makeLinuxDefault(options);
 }
 
-TEST(LinuxPlatform, OptionsGiveTheDeviceFactsServiceDomainAndLog) {
-  TempDir dir;
-  LinuxPlatformOptions options = test::testPlatformOptions();
-  options.logSink = std::make_shared<CapturedLog>();
-  auto platform = makePlatform(dir.path(), options);
-  EXPECT_EQ(platform->log, options.logSink);
-  EXPECT_TRUE(platform->mainQueue->isMainThread());
-  Device& device = *platform->device;
-  EXPECT_EQ(device.model(), "iPhone");
-  EXPECT_EQ(device.machine(), "iPhone7,2");
-  EXPECT_EQ(device.name(), "Test iPhone");
-  EXPECT_EQ(device.systemVersion(), "9.3");
-  EXPECT_EQ(device.localeIdentifier(), "en_US");
-  EXPECT_EQ(device.preferredLanguages(), (std::vector<std::string>{"en-US", "de-DE"}));
-  EXPECT_EQ(device.timeZoneName(), "America/New_York");
-  EXPECT_EQ(device.carrierNames(), (std::vector<std::optional<std::string>>{std::string("Carrier A")}));
-  EXPECT_EQ(platform->serviceDomain, "corvana.test");
-  EXPECT_EQ(platform->application->infoDictionary(),
-            Value::parse(R"({"CFBundleShortVersionString": "2.3.1", "CFBundleIdentifier": "io.corvana.tests",
-                             "CFBundleName": "tests"})"));
-}
-
 TEST(LinuxPlatform, MissingDeviceFactsComeFromTheSystem) {
   TempDir dir;
   LinuxPlatformOptions options;
@@ -139,19 +117,6 @@ TEST(LinuxApplication, ExpiringRunsTheHandlersOfRunningTasksOnce) {
   app.endBackgroundTask(first);
   EXPECT_TRUE(app.runningBackgroundTasks().empty());
   EXPECT_EQ(app.beginBackgroundTask(nullptr), 4u);
-}
-
-TEST(LinuxApplication, OpenURLRecordsTheURLAndAnswersTheHandlersResult) {
-  LinuxApplication app("1.0", "io.corvana.host", "/bundle");
-  std::vector<bool> answers;
-  app.openURL("https://corvana.io/a", Value::object(), [&](bool opened) { answers.push_back(opened); });
-  app.setOpenURLHandler([](const std::string& url) { return url.rfind("https:", 0) == 0; });
-  app.openURL("https://corvana.io/b", Value::object(), [&](bool opened) { answers.push_back(opened); });
-  app.openURL("crvn://other", Value(), [&](bool opened) { answers.push_back(opened); });
-  app.openURL("https://corvana.io/c", Value(), nullptr);
-  EXPECT_EQ(answers, (std::vector<bool>{false, true, false}));
-  EXPECT_EQ(app.openedURLs(), (std::vector<std::string>{"https://corvana.io/a", "https://corvana.io/b",
-                                                         "crvn://other", "https://corvana.io/c"}));
 }
 
 TEST(Platform, CurrentAnswersTheLastInstalledAndEarlierOnesStayValid) {

@@ -73,8 +73,7 @@ void Corvana::observeLifecycle() {
 }
 
 void Corvana::initializeSecondPhase(const std::string& quorvelID, const std::string& appSecret,
-                                    const std::string& mobileFrameworkType, const Value& launchOptions) {
-  (void)launchOptions;
+                                    const std::string& mobileFrameworkType, const Value& /*launchOptions*/) {
   const std::string storedVersion = CRVUtil::getStringForKey(kKeyAppVersion);
   const std::string storedSecret = CRVUtil::getStringForKey(kKeyAppSecret);
   const std::string storedQuorvel = CRVUtil::getStringForKey(kKeyQuorvel);
@@ -147,24 +146,15 @@ void Corvana::sdkInitilizationWarning() const {
 }
 
 void Corvana::appDidEnterBackground() {
-  const std::string version = CRVUtil::getStringForKey(kKeyAppVersion);
-  const std::string secret = CRVUtil::getStringForKey(kKeyAppSecret);
   auto& application = *Platform::current().application;
   // Only the expiration handler ends the task; the identifier is shared with it through the heap.
   auto task = std::make_shared<std::atomic<BackgroundTaskIdentifier>>(UIBackgroundTaskInvalid);
   task->store(application.beginBackgroundTask([task] {
     Platform::current().application->endBackgroundTask(task->load());
   }));
-  (void)version;
-  (void)secret;
 }
 
-void Corvana::appWillEnterForeground() {
-  const std::string version = CRVUtil::getStringForKey(kKeyAppVersion);
-  const std::string secret = CRVUtil::getStringForKey(kKeyAppSecret);
-  (void)version;
-  (void)secret;
-}
+void Corvana::appWillEnterForeground() {}
 
 std::string Corvana::getFormattedDate() const {
   DateFormatter formatter("yyyy-MM-dd");
