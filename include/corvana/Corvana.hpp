@@ -14,6 +14,8 @@
 #include <optional>
 #include <string>
 
+#include "corvana/CorvanaActionMetaData.hpp"
+#include "corvana/CorvanaLead.hpp"
 #include "corvana/dispatch.h"
 #include "corvana/export.h"
 #include "corvana/value.h"
@@ -21,6 +23,7 @@
 namespace corvana {
 
 class CRVDataManager;
+class CRVEventLogger;
 
 // The SDK version, printed in the success line, and its integer form, sent to the service.
 CORVANA_EXPORT extern const char* const kLorrowSDKVersion;
@@ -46,6 +49,21 @@ class CORVANA_EXPORT Corvana {
   void setTimeoutInterval(int64_t seconds);
   bool sdkInitialized() const;
   void sdkInitilizationWarning() const;
+
+  // ---- Recording (work runs on `serialQueue`; the host's thread only hands it over) -------------------------
+  // A session named so opens now; an empty name is ignored.
+  void startSession(const std::string& name);
+  // Closes the session and stores its whole-second duration; a session younger than a second stays open.
+  void endSession(const std::string& name);
+  // Closes every open session; the type is not used.
+  void endAllSessionsWithType(const std::string& type);
+  // Forgets every open session without storing anything (on the caller's thread).
+  void discardAllSessions();
+  // A custom action, with optional details. The record is read when the queued work runs, not copied now.
+  void reportActionWithMetaData(const std::string& actionName,
+                                std::shared_ptr<CorvanaActionMetaData> metaData = nullptr);
+  // The user's attributes. The lead is read when the queued work runs, not copied now.
+  void associateLead(std::shared_ptr<CorvanaLead> lead);
 
   // ---- Lifecycle (observed after the first initialization call that passed its checks) ------------------------
   void appWillEnterForeground();
@@ -80,6 +98,7 @@ class CORVANA_EXPORT Corvana {
   std::shared_ptr<DispatchQueue> serialInAppQueue() const { return serialInAppQueue_; }
   void setSerialInAppQueue(std::shared_ptr<DispatchQueue> queue) { serialInAppQueue_ = std::move(queue); }
   CRVDataManager& dataManager() const { return *dataManager_; }
+  CRVEventLogger& eventLogger() const { return *eventLogger_; }
 
  private:
   Corvana();
@@ -105,6 +124,7 @@ class CORVANA_EXPORT Corvana {
   std::shared_ptr<DispatchQueue> serialQueue_;
   std::shared_ptr<DispatchQueue> serialInAppQueue_;
   CRVDataManager* dataManager_ = nullptr;
+  CRVEventLogger* eventLogger_ = nullptr;
 };
 
 }  // namespace corvana

@@ -4,6 +4,7 @@
 
 #include "corvana/platform.h"
 #include "events/CRVDataManager.h"
+#include "events/CRVEventLogger.h"
 #include "util/CRVUtil.h"
 #include "util/DateFormatter.h"
 #include "util/Log.h"
@@ -32,6 +33,7 @@ Corvana::Corvana() {
   serialQueue_ = std::make_shared<DispatchQueue>(strfmt("com.lorrow.queue.%p", static_cast<void*>(this)));
   serialInAppQueue_ = std::make_shared<DispatchQueue>(strfmt("com.lorrow.inapp.queue.%p", static_cast<void*>(this)));
   dataManager_ = &CRVDataManager::sharedInstance();
+  eventLogger_ = &CRVEventLogger::sharedInstance();
 }
 
 void Corvana::initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions(const std::string& quorvelID,
@@ -128,6 +130,7 @@ void Corvana::initializeSecondPhase(const std::string& quorvelID, const std::str
 
   setAppSecret(appSecret);
   CRVLogf("CorvanaSDK-v.%s initialized successfully.", kLorrowSDKVersion);
+  eventLogger_->startAppSession();
   makingInitCall_.store(false);
 }
 
@@ -152,9 +155,12 @@ void Corvana::appDidEnterBackground() {
   task->store(application.beginBackgroundTask([task] {
     Platform::current().application->endBackgroundTask(task->load());
   }));
+  serialQueue_->async([this] { eventLogger_->stopAppSession(); });
 }
 
-void Corvana::appWillEnterForeground() {}
+void Corvana::appWillEnterForeground() {
+  serialQueue_->async([this] { eventLogger_->startAppSession(); });
+}
 
 std::string Corvana::getFormattedDate() const {
   DateFormatter formatter("yyyy-MM-dd");
