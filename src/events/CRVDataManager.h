@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,8 @@
 #include "util/DateFormatter.h"
 
 namespace corvana {
+
+class Object;
 
 class CRVDataManager {
  public:
@@ -54,6 +57,19 @@ class CRVDataManager {
   // Whether the limit may drop this stored event: not when its "event_type" is "push", "init" or "user" (then
   // one log line is written).
   bool canDeleteEvent(const std::string& json);
+
+  // ---- JSON coercion ------------------------------------------------------------------------------------------
+  // How the data manager names itself in log lines: "<CRVDataManager: 0x...>" with its address.
+  std::string description() const;
+  // The object as a JSON value: strings, numbers (booleans, NaN and the infinities included) and null as they
+  // are; arrays and maps element by element; a key that is not a string becomes its description and a later key
+  // with the same text overwrites an earlier one; a date becomes the text of `dateFormatter` (taken under
+  // `databaseLock`); a URL its absolute string; any other object its description. Each key and each value that
+  // had to become its description writes one warning line. Never fails.
+  Value JSONSerializableObjectForObject(const Object& object);
+  // The coerced object as compact JSON. A NaN or an infinity is an error of the writer, text that is not valid
+  // UTF-8 makes it throw; either is logged and answered with no bytes.
+  std::optional<std::string> JSONSerializeObject(const Object& object);
 
  private:
   CRVDataManager();

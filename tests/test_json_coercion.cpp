@@ -1,0 +1,153 @@
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "events/CRVDataManager.h"
+#include "events/ObjectGraph.h"
+#include "support/TestPlatform.h"
+#include "util/Log.h"
+
+namespace corvana {
+namespace {
+
+using O = Object;
+using Lines = std::vector<std::string>;
+
+constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+// 2016-03-01 17:05:09.125 UTC: exactly representable, so the milliseconds are not a rounding question.
+constexpr double kMarch2016 = 1456851909.125;
+
+class JsonCoercionTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    tp = &test::installTestPlatform();  // its device time zone is New York: dates must still come out in UTC
+    manager = &CRVDataManager::sharedInstance();
+    tp->log->clear();
+  }
+  std::string keyWarning(const std::string& className, const std::string& key) const {
+    return "CorvanaSDK-" + manager->description() + " warning: property keys should be strings. got: " + className +
+           ". coercing to: " + key;
+  }
+  std::string valueWarning(const std::string& className, const std::string& text) const {
+    return "CorvanaSDK-" + manager->description() + " warning: property values should be valid json types. got: " +
+           className + ". coercing to: " + text;
+  }
+
+  test::TestPlatform* tp = nullptr;
+  CRVDataManager* manager = nullptr;
+};
+
+TEST_F(JsonCoercionTest, TheManagerNamesItselfByItsAddress) {
+  EXPECT_THAT(manager->description(), ::testing::MatchesRegex("<CRVDataManager: 0x[0-9a-f]+>"));
+}
+
+TEST_F(JsonCoercionTest, CoercesEachKindAndWarnsOncePerConvertedKeyOrValue) {
+  const O location = O::opaque("CLLocation", "<+52.52,+13.40> +/- 5.00m");
+  struct Case {
+    const char* name;
+    O object;
+    const char* json;
+    Lines log;
+  };
+  const Case cases[] = {
+      {"number key", O::map({{O::number(7), O::string("seven")}}), R"({"7":"seven"})",
+       {keyWarning("NSNumber", "7")}},
+      {"dates in nested arrays of maps",
+       O::array({O::array({O::map({{O::string("at"), O::date(Date{kMarch2016})}}),
+                           O::map({{O::string("before"), O::date(Date{-0.5})}})})}),
+       R"([[{"at":"2016-03-01T17:05:09.125Z"},{"before":"1969-12-31T23:59:59.500Z"}]])", {}},
+      {"url", O::url("https://example.com/a?b=1#c"), R"("https://example.com/a?b=1#c")", {}},
+      {"opaque value", O::map({{O::string("where"), location}}), R"({"where":"<+52.52,+13.40> +/- 5.00m"})",
+       {valueWarning("CLLocation", "<+52.52,+13.40> +/- 5.00m")}},
+      {"a later colliding key overwrites in place",
+       O::map({{O::string("7"), O::number(1)}, {O::string("x"), O::number(2)}, {O::number(7), O::number(3)}}),
+       R"({"7":3,"x":2})", {keyWarning("NSNumber", "7")}},
+      {"the key warning comes before its value's", O::map({{O::number(2.5), location}}),
+       R"({"2.5":"<+52.52,+13.40> +/- 5.00m"})",
+       {keyWarning("NSNumber", "2.5"), valueWarning("CLLocation", "<+52.52,+13.40> +/- 5.00m")}},
+      {"keys of other kinds",
+       O::map({{O::date(Date{kMarch2016}), O::null()},
+               {O::null(), O::number(true)},
+               {O::array({O::number(1), O::string("a b")}), O::string("")},
+               {O::map({{O::string("k"), O::string("v")}}), O::number(0)},
+               {location, O::number(1)}}),
+       R"j({"2016-03-01 17:05:09 +0000":null,"<null>":true,"(1, \"a b\")":"","{k = v;}":0,)j"
+       R"j("<+52.52,+13.40> +/- 5.00m":1})j",
+       {keyWarning("NSDate", "2016-03-01 17:05:09 +0000"), keyWarning("NSNull", "<null>"),
+        keyWarning("NSArray", "(1, \"a b\")"), keyWarning("NSDictionary", "{k = v;}"),
+        keyWarning("CLLocation", "<+52.52,+13.40> +/- 5.00m")}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    tp->log->clear();
+    EXPECT_EQ(manager->JSONSerializableObjectForObject(c.object).dump(), c.json);
+    EXPECT_EQ(tp->log->lines(), c.log);
+  }
+}
+
+TEST_F(JsonCoercionTest, AJsonValuePassesUnchangedWithoutWarnings) {
+  const Value value = Value::parse(R"({"z":[1,-2,18446744073709551615,2.5,true,null,"t",{}],"a":{"b":[]}})");
+  EXPECT_EQ(manager->JSONSerializableObjectForObject(O::fromValue(value)), value);
+  EXPECT_TRUE(std::isnan(manager->JSONSerializableObjectForObject(O::number(kNaN)).get<double>()));
+  EXPECT_TRUE(tp->log->lines().empty());
+}
+
+TEST_F(JsonCoercionTest, SerialisesCompactlyOrLogsTheWritersFailureAndAnswersNothing) {
+  const auto errorLine = [&](const char* what) {
+    return "CorvanaSDK-" + manager->description() +
+           strfmt(" error encoding api data: Error Domain=NSCocoaErrorDomain Code=3840 \"Invalid number value (%s) in "
+                  "JSON write\" UserInfo={NSDebugDescription=Invalid number value (%s) in JSON write}",
+                  what, what);
+  };
+  struct Case {
+    const char* name;
+    O object;
+    std::optional<std::string> bytes;
+    Lines log;
+  };
+  const Case cases[] = {
+      {"compact", O::map({{O::string("a"), O::array({O::number(1), O::number(0.5), O::number(false), O::null()})}}),
+       R"({"a":[1,0.5,false,null]})", {}},
+      {"coercion warnings, then bytes", O::array({O::opaque("UIColor", "red")}), R"(["red"])",
+       {valueWarning("UIColor", "red")}},
+      {"NaN deep inside", O::map({{O::string("a"), O::array({O::map({{O::string("b"), O::number(kNaN)}})})}}),
+       std::nullopt, {errorLine("NaN")}},
+      {"infinity", O::array({O::number(kInfinity)}), std::nullopt, {errorLine("infinite")}},
+      {"a bare value at the top", O::string("alone"), std::nullopt,
+       {"CorvanaSDK-" + manager->description() + " exception encoding api data: Invalid top-level type in JSON write"}},
+      {"negative infinity as a key's value", O::map({{O::number(1), O::number(-kInfinity)}}), std::nullopt,
+       {keyWarning("NSNumber", "1"), errorLine("infinite")}},
+      {"text that is not UTF-8", O::array({O::string("a\xFF")}), std::nullopt,
+       {"CorvanaSDK-" + manager->description() +
+        " exception encoding api data: [json.exception.type_error.316] invalid UTF-8 byte at index 1: 0xFF"}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    tp->log->clear();
+    EXPECT_EQ(manager->JSONSerializeObject(c.object), c.bytes);
+    EXPECT_EQ(tp->log->lines(), c.log);
+  }
+}
+
+TEST_F(JsonCoercionTest, AMapKeepsOneEntryPerEqualKeyInFirstPlace) {
+  const O map = O::map({{O::number(7), O::string("a")},
+                        {O::string("7"), O::string("b")},
+                        {O::number(7.0), O::string("c")},
+                        {O::number(true), O::string("d")},
+                        {O::number(1), O::string("e")},
+                        {O::string("7"), O::string("f")}});
+  EXPECT_EQ(map.description(), "{7 = c; 7 = f; 1 = e;}");
+  EXPECT_EQ(map, O::map({{O::number(1), O::string("e")}, {O::string("7"), O::string("f")},
+                         {O::number(7), O::string("c")}}));
+  EXPECT_FALSE(map == O::map({{O::number(1), O::string("e")}, {O::number(7), O::string("c")}}));
+  EXPECT_FALSE(O::opaque("A", "x") == O::opaque("B", "x"));
+}
+
+}  // namespace
+}  // namespace corvana
