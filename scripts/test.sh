@@ -12,12 +12,12 @@ scripts/setup.sh build/release
 ctest --test-dir build/release --output-on-failure -j"$jobs" || status=1
 
 echo "== AddressSanitizer + UndefinedBehaviorSanitizer build"
-scripts/setup.sh build/asan -DCMAKE_BUILD_TYPE=Debug -DCORVANA_SANITIZE=ON -DCORVANA_BUILD_TOOLS=OFF
+scripts/setup.sh build/asan -DCMAKE_BUILD_TYPE=Debug -DCORVANA_SANITIZE=ON
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
   ctest --test-dir build/asan --output-on-failure -j"$jobs" || status=1
 
 echo "== ThreadSanitizer build (concurrency tests)"
-cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=Debug -DCORVANA_TSAN=ON -DCORVANA_WERROR=ON -DCORVANA_BUILD_TOOLS=OFF >/dev/null
+cmake -S . -B build/tsan -DCMAKE_BUILD_TYPE=Debug -DCORVANA_TSAN=ON -DCORVANA_WERROR=ON >/dev/null
 cmake --build build/tsan -j"$jobs" --target concurrency-tests
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
   ctest --test-dir build/tsan --output-on-failure -j"$jobs" -L concurrency || status=1

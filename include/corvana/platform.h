@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "corvana/dispatch.h"
+#include "corvana/error.h"
 #include "corvana/export.h"
 #include "corvana/value.h"
 
@@ -91,6 +92,81 @@ class CORVANA_EXPORT Application {
 
   // Asks the system to open a URL (a web page, another app). Called on the main thread.
   virtual void openURL(const std::string& url, const Value& options, std::function<void(bool)> completion) = 0;
+
+  // The host app's translation of a text from its main bundle's default table; the text itself when there is none.
+  virtual std::string localizedString(const std::string& key) = 0;
+};
+
+// ---------------------------------------------------------------------------------------------------------------
+// Secure store: generic-password items addressed by attribute maps, with the keychain's statuses.
+
+using SecStatus = int32_t;
+inline constexpr SecStatus errSecSuccess = 0;
+inline constexpr SecStatus errSecParam = -50;
+inline constexpr SecStatus errSecDuplicateItem = -25299;
+inline constexpr SecStatus errSecItemNotFound = -25300;
+
+// Keys and values of the attribute maps. Item data is a binary `Value` (Value::binary).
+inline constexpr const char* kSecClass = "class";
+inline constexpr const char* kSecClassGenericPassword = "genp";
+inline constexpr const char* kSecAttrService = "svce";
+inline constexpr const char* kSecAttrAccount = "acct";
+inline constexpr const char* kSecAttrGeneric = "gena";
+inline constexpr const char* kSecAttrAccessGroup = "agrp";
+inline constexpr const char* kSecAttrAccessible = "pdmn";
+inline constexpr const char* kSecAttrAccessibleAfterFirstUnlock = "ck";
+inline constexpr const char* kSecValueData = "v_Data";
+inline constexpr const char* kSecReturnData = "r_Data";
+inline constexpr const char* kSecReturnAttributes = "r_Attributes";
+inline constexpr const char* kSecMatchLimit = "m_Limit";
+inline constexpr const char* kSecMatchLimitOne = "m_LimitOne";
+inline constexpr const char* kSecMatchLimitAll = "m_LimitAll";
+
+class CORVANA_EXPORT SecureStore {
+ public:
+  virtual ~SecureStore() = default;
+  // Looks items up. With one match and only data asked for, `result` is the data; with attributes asked for, a
+  // map of attributes (and data under kSecValueData when asked for too); with all matches, an array of those.
+  virtual SecStatus copyMatching(const Value& query, Value* result) = 0;
+  virtual SecStatus add(const Value& attributes) = 0;
+  // Changes, in every item the query matches, the attributes given in `attributesToUpdate`.
+  virtual SecStatus update(const Value& query, const Value& attributesToUpdate) = 0;
+  virtual SecStatus deleteItems(const Value& query) = 0;
+};
+
+// ---------------------------------------------------------------------------------------------------------------
+// HTTP: asynchronous data tasks and a blocking fetch.
+
+struct CORVANA_EXPORT HttpRequest {
+  std::string url;
+  std::string method = "GET";
+  std::vector<std::pair<std::string, std::string>> headers;  // in the order they were set
+  Data body;
+  double timeoutSeconds = 60.0;
+  bool reloadIgnoringLocalCacheData = false;
+
+  // Sets a header, replacing one of the same name (names compare without case).
+  void setValueForHTTPHeaderField(const std::string& value, const std::string& field);
+  std::optional<std::string> valueForHTTPHeaderField(const std::string& field) const;
+};
+
+struct CORVANA_EXPORT HttpResponse {
+  int statusCode = 0;
+  std::vector<std::pair<std::string, std::string>> headers;  // as received
+  std::optional<std::string> valueForHTTPHeaderField(const std::string& field) const;
+};
+
+// Called once per task, never on the main thread: the body (absent when none arrived), the response (absent when
+// the server never answered) and the error (absent on success).
+using HttpCompletion = std::function<void(const std::optional<Data>& body, const std::optional<HttpResponse>& response,
+                                          const std::optional<Error>& error)>;
+
+class CORVANA_EXPORT HttpClient {
+ public:
+  virtual ~HttpClient() = default;
+  virtual void dataTask(const HttpRequest& request, HttpCompletion completion) = 0;
+  // Downloads a resource and waits for it, following redirects; empty on any failure.
+  virtual std::optional<Data> fetch(const std::string& url) = 0;
 };
 
 // ---------------------------------------------------------------------------------------------------------------
@@ -135,6 +211,11 @@ struct CORVANA_EXPORT LinuxPlatformOptions {
 
   // Log lines go to standard error unless a sink is given.
   std::shared_ptr<LogSink> logSink;
+
+  // TLS: certificates are always verified; a CA file replaces the system's trust store when given.
+  std::string caFile;
+  // Host-to-address overrides, each "HOST:PORT:ADDRESS" (so acme.corvana.test:8443 can reach 127.0.0.1).
+  std::vector<std::string> resolve;
 };
 
 // ---------------------------------------------------------------------------------------------------------------
@@ -147,6 +228,8 @@ class CORVANA_EXPORT Platform {
   std::shared_ptr<FileSystem> files;
   std::shared_ptr<Application> application;
   std::shared_ptr<Device> device;
+  std::shared_ptr<SecureStore> secureStore;
+  std::shared_ptr<HttpClient> http;
   std::shared_ptr<MainQueue> mainQueue;
   std::shared_ptr<ConcurrentQueue> globalQueue;
   std::string serviceDomain = "corvana.io";

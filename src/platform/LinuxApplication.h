@@ -36,6 +36,9 @@ class LinuxApplication : public Application {
   void setOpenURLHandler(std::function<bool(const std::string&)> handler);
   std::vector<std::string> openedURLs();
 
+  // A Linux host ships no string tables: every text stands for itself.
+  std::string localizedString(const std::string& key) override { return key; }
+
  private:
   struct BackgroundTask {
     std::function<void()> expirationHandler;

@@ -1,0 +1,2 @@
+// The reference service.
+namespace corvana::service {}
