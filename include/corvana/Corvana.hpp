@@ -9,11 +9,13 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 
+#include "corvana/CRVSecuritySignature.hpp"
 #include "corvana/CorvanaActionMetaData.hpp"
 #include "corvana/CorvanaLead.hpp"
 #include "corvana/dispatch.h"
@@ -48,6 +50,8 @@ class CORVANA_EXPORT Corvana {
   // Time-out of configuration requests, in seconds; values below 5 count as 5.
   void setTimeoutInterval(int64_t seconds);
   bool sdkInitialized() const;
+  // The install identifier: an upper-case UUID kept in the app's preferences, new after a reinstall.
+  std::string getDeviceId() const;
   void sdkInitilizationWarning() const;
 
   // ---- Recording (work runs on `serialQueue`; the host's thread only hands it over) -------------------------
@@ -64,6 +68,46 @@ class CORVANA_EXPORT Corvana {
                                 std::shared_ptr<CorvanaActionMetaData> metaData = nullptr);
   // The user's attributes. The lead is read when the queued work runs, not copied now.
   void associateLead(std::shared_ptr<CorvanaLead> lead);
+
+  // Sends every stored event now.
+  void reportAll();
+
+  // ---- Push notifications and deep links ----------------------------------------------------------------------
+  // The device token as the push service gave it (raw bytes); kept as lower-case hexadecimal.
+  void registerPushDeviceToken(const Data& token);
+  void unregisterPushDeviceToken();
+  std::string getPushDeviceToken() const;
+  bool isPushRegistered() const;
+  // Records that the user opened a notification of the service (payload or launch options; may be null).
+  void trackPushNotification(const Value& payload);
+  // A notification the user opened: records it and runs its tap action.
+  void handlePushNotification(const Value& payload);
+  // The notification centre's answer to a tapped notification: `userInfo` is the notification's payload. The
+  // completion handler is called at once.
+  void userNotificationCenterDidReceiveNotificationResponseWithCompletionHandler(
+      const Value& userInfo, const std::function<void()>& completionHandler);
+  // A URL opened with the SDK's scheme ("crvn..."): starts test-device registration. Answers whether it was taken.
+  bool applicationOpenURLOptions(const std::string& url, const Value& options = nullptr);
+
+  // ---- Secure mode --------------------------------------------------------------------------------------------
+  void setSecureSignature(const std::shared_ptr<CRVSecuritySignature>& signature);
+  void removeSecureSignature();
+  bool isSecureModeEnabled() const;
+
+  // ---- Configuration sync ------------------------------------------------------------------------------------
+  std::string getSyncUrl(const std::optional<std::string>& appSecret) const;
+  bool canUpdate() const;
+  void getLatestConfigurationWithBlock(const std::string& appSecret, std::function<void(bool)> completion);
+  void resyncConfiguration();
+  // Applies a sync answer (a null value is no answer); false only for no answer.
+  bool parseResponseForBlockedAndFeatures(const Value& response);
+  bool canReport() const { return true; }
+
+  // ---- Test-device registration -------------------------------------------------------------------------------
+  void showDialog();
+  void setAsTestDeviceWithDeviceName(const std::string& token, const std::string& name);
+  std::string getTestRegistrationForTokenWithName(const std::string& token, const std::string& name);
+  void showWithTitle(const std::string& message, const std::string& title);
 
   // ---- Lifecycle (observed after the first initialization call that passed its checks) ------------------------
   void appWillEnterForeground();
@@ -117,6 +161,8 @@ class CORVANA_EXPORT Corvana {
 
   // appSecret, DevName and token are written on the SDK's queues and read from any thread.
   mutable std::mutex stringsMutex_;
+  // The lock on the facade around a configuration sync's set-up and around queuing a push token's report.
+  std::recursive_mutex lock_;
   std::optional<std::string> appSecret_;
   std::string devName_;
   std::string token_;

@@ -187,6 +187,25 @@ class CORVANA_EXPORT Device {
 };
 
 // ---------------------------------------------------------------------------------------------------------------
+// User interface: alerts the SDK shows to the user (test-device registration, deep-link errors).
+
+struct CORVANA_EXPORT AlertRequest {
+  std::string title;
+  std::string message;
+  std::vector<std::string> buttons;     // titles, in order
+  std::vector<std::string> textFields;  // the initial text of each field
+  // Called on the main thread with the index of the tapped button and the fields' texts at that moment.
+  std::function<void(size_t button, const std::vector<std::string>& fieldTexts)> onButton;
+};
+
+class CORVANA_EXPORT UserInterface {
+ public:
+  virtual ~UserInterface() = default;
+  // Shows the alert over the key window's root view controller. Called on the main thread.
+  virtual void presentAlert(AlertRequest alert) = 0;
+};
+
+// ---------------------------------------------------------------------------------------------------------------
 // The Linux defaults.
 
 struct CORVANA_EXPORT LinuxPlatformOptions {
@@ -230,6 +249,7 @@ class CORVANA_EXPORT Platform {
   std::shared_ptr<Device> device;
   std::shared_ptr<SecureStore> secureStore;
   std::shared_ptr<HttpClient> http;
+  std::shared_ptr<UserInterface> ui;
   std::shared_ptr<MainQueue> mainQueue;
   std::shared_ptr<ConcurrentQueue> globalQueue;
   std::string serviceDomain = "corvana.io";

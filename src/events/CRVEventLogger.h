@@ -3,11 +3,14 @@
 #include <atomic>
 #include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "corvana/value.h"
 
 namespace corvana {
+
+class CRVSecuritySignature;
 
 // Builds every analytics event of the SDK, offers it to the in-app trigger and stores it; keeps the open
 // sessions. One re-entrant monitor serialises the builders, the sessions and the reporter, so every record is
@@ -45,6 +48,15 @@ class CRVEventLogger {
   void stopAppSession();
   // The names of the open sessions, for inspection.
   Value sessions();
+
+  // ---- Reporting ----------------------------------------------------------------------------------------------
+  // Sends every stored event in one request and deletes exactly the rows sent once the service confirms them.
+  // A report that is not forced is refused while another one runs.
+  void reportEvents(bool force);
+  // "report/events/", or in secure mode the signed path; empty in secure mode without a signature.
+  std::optional<std::string> getReportEndPoint();
+  static std::string secureReportPath(const CRVSecuritySignature& signature);
+  bool canReport() const { return true; }
 
   bool isReporting() const { return isReporting_.load(); }
   void setIsReporting(bool value) { isReporting_.store(value); }

@@ -5,6 +5,7 @@
 #include "corvana/platform.h"
 #include "events/CRVDataManager.h"
 #include "events/CRVEventLogger.h"
+#include "net/CRVNetworkManager.h"
 #include "util/CRVUtil.h"
 #include "util/DateFormatter.h"
 #include "util/Log.h"
@@ -75,7 +76,7 @@ void Corvana::observeLifecycle() {
 }
 
 void Corvana::initializeSecondPhase(const std::string& quorvelID, const std::string& appSecret,
-                                    const std::string& mobileFrameworkType, const Value& /*launchOptions*/) {
+                                    const std::string& mobileFrameworkType, const Value& launchOptions) {
   const std::string storedVersion = CRVUtil::getStringForKey(kKeyAppVersion);
   const std::string storedSecret = CRVUtil::getStringForKey(kKeyAppSecret);
   const std::string storedQuorvel = CRVUtil::getStringForKey(kKeyQuorvel);
@@ -113,6 +114,12 @@ void Corvana::initializeSecondPhase(const std::string& quorvelID, const std::str
       CRVUtil::setBoolForKey(false, kKeyNewUser);
     }
     // The first configuration sync completes a changed installation.
+    getLatestConfigurationWithBlock(appSecret, [this, launchOptions](bool done) {
+      if (!done) return;
+      trackPushNotification(launchOptions);
+      eventLogger_->reportEvents(true);
+      makingInitCall_.store(false);
+    });
     return;
   }
 
@@ -131,11 +138,16 @@ void Corvana::initializeSecondPhase(const std::string& quorvelID, const std::str
   setAppSecret(appSecret);
   CRVLogf("CorvanaSDK-v.%s initialized successfully.", kLorrowSDKVersion);
   eventLogger_->startAppSession();
+  trackPushNotification(launchOptions);
+  eventLogger_->reportEvents(true);
+  resyncConfiguration();
   makingInitCall_.store(false);
 }
 
 void Corvana::setTimeoutInterval(int64_t seconds) {
-  timeoutInterval_.store(seconds < kMinimumTimeoutInterval ? kMinimumTimeoutInterval : seconds);
+  const int64_t floored = seconds < kMinimumTimeoutInterval ? kMinimumTimeoutInterval : seconds;
+  timeoutInterval_.store(floored);
+  CRVNetworkManager::sharedInstance().setTimeoutInterval(floored);
 }
 
 bool Corvana::sdkInitialized() const { return !CRVUtil::isStringEmpty(appSecret()); }
@@ -155,11 +167,20 @@ void Corvana::appDidEnterBackground() {
   task->store(application.beginBackgroundTask([task] {
     Platform::current().application->endBackgroundTask(task->load());
   }));
-  serialQueue_->async([this] { eventLogger_->stopAppSession(); });
+  // Queued whatever is stored: the stored version and secret are read as "" when missing, never as nothing.
+  serialQueue_->async([this] {
+    eventLogger_->stopAppSession();
+    eventLogger_->reportEvents(false);
+    resyncConfiguration();
+  });
 }
 
 void Corvana::appWillEnterForeground() {
-  serialQueue_->async([this] { eventLogger_->startAppSession(); });
+  serialQueue_->async([this] {
+    eventLogger_->startAppSession();
+    eventLogger_->reportEvents(true);
+    resyncConfiguration();
+  });
 }
 
 std::string Corvana::getFormattedDate() const {

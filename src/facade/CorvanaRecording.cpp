@@ -16,12 +16,18 @@ void Corvana::startSession(const std::string& name) {
 void Corvana::endSession(const std::string& name) {
   if (CRVUtil::isStringEmpty(name)) return;
   sdkInitilizationWarning();
-  serialQueue_->async([this, name] { eventLogger_->endSession(name); });
+  serialQueue_->async([this, name] {
+    eventLogger_->endSession(name);
+    eventLogger_->reportEvents(false);
+  });
 }
 
 void Corvana::endAllSessionsWithType(const std::string& /*type*/) {
   sdkInitilizationWarning();
-  serialQueue_->async([this] { eventLogger_->endAllSessions(); });
+  serialQueue_->async([this] {
+    eventLogger_->endAllSessions();
+    eventLogger_->reportEvents(false);
+  });
 }
 
 void Corvana::discardAllSessions() { eventLogger_->discardAllSessions(); }
@@ -36,6 +42,7 @@ void Corvana::reportActionWithMetaData(const std::string& actionName,
   serialQueue_->async([this, actionName, metaData] {
     eventLogger_->reportCheckpointWithTypeAndMeta(actionName, "custom",
                                                   metaData ? metaData->actionMetadata() : Value());
+    eventLogger_->reportEvents(false);
   });
 }
 
@@ -45,7 +52,14 @@ void Corvana::associateLead(std::shared_ptr<CorvanaLead> lead) {
     return;
   }
   sdkInitilizationWarning();
-  serialQueue_->async([this, lead] { eventLogger_->reportUserAttributes(lead->userData()); });
+  serialQueue_->async([this, lead] {
+    eventLogger_->reportUserAttributes(lead->userData());
+    eventLogger_->reportEvents(true);
+  });
+}
+
+void Corvana::reportAll() {
+  serialQueue_->async([this] { eventLogger_->reportEvents(true); });
 }
 
 }  // namespace corvana

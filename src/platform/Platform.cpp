@@ -8,10 +8,13 @@
 #include <utility>
 #include <vector>
 
+#include "platform/CurlHttpClient.h"
 #include "platform/LinuxApplication.h"
 #include "platform/LinuxDevice.h"
 #include "platform/LinuxFileSystem.h"
 #include "platform/LinuxPreferences.h"
+#include "platform/LinuxSecureStore.h"
+#include "platform/LinuxUserInterface.h"
 #include "platform/StderrLogSink.h"
 #include "platform/SystemClock.h"
 
@@ -59,10 +62,14 @@ std::shared_ptr<Platform> Platform::makeLinuxDefault(const LinuxPlatformOptions&
   platform->clock = std::make_shared<SystemClock>();
   platform->preferences = std::make_shared<LinuxPreferences>(
       dataDirectory + "/Library/Preferences/" + options.bundleIdentifier + ".plist.json", platform->log);
+  platform->secureStore =
+      std::make_shared<LinuxSecureStore>(dataDirectory + "/Library/Keychains/secure-store.json", platform->log);
   platform->files = std::make_shared<LinuxFileSystem>(dataDirectory);
   platform->application =
       std::make_shared<LinuxApplication>(options.appVersion, options.bundleIdentifier, options.bundlePath);
   platform->device = std::make_shared<LinuxDevice>(options);
+  platform->ui = std::make_shared<LinuxUserInterface>();
+  platform->http = std::make_shared<CurlHttpClient>(options.caFile, options.resolve);
   platform->mainQueue = std::make_shared<MainQueue>();
   platform->globalQueue = std::make_shared<ConcurrentQueue>(kGlobalQueueThreads);
   return platform;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -9,6 +10,8 @@
 #include "corvana/value.h"
 
 namespace corvana {
+
+class CRVSecuritySignature;
 
 // An object that the settings store can archive: it names its class and encodes its fields as a map.
 class Archivable {
@@ -43,6 +46,9 @@ class CRVUtil {
   static bool hasValueInDictionaryLog(const std::string& key, const Value& dictionary,
                                       const std::optional<std::string>& campaignId);
   static std::string getDeviceName();
+  // The stored signature record when it reads back and is valid. The store reads back only strings, so an
+  // archived record never does: secure-mode reports wait for a signature that cannot be read.
+  static std::shared_ptr<CRVSecuritySignature> getSecureSignature();
 
   // ---- Device and environment --------------------------------------------------------------------------------
   static Value deviceState();

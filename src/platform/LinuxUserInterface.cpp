@@ -1,0 +1,36 @@
+#include "platform/LinuxUserInterface.h"
+
+#include <algorithm>
+
+namespace corvana {
+
+void LinuxUserInterface::presentAlert(AlertRequest alert) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  alerts_.push_back(std::move(alert));
+}
+
+std::vector<AlertRequest> LinuxUserInterface::presentedAlerts() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return alerts_;
+}
+
+bool LinuxUserInterface::tapButton(const std::string& buttonTitle, std::vector<std::string> fieldTexts) {
+  AlertRequest alert;
+  size_t button = 0;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (alerts_.empty()) return false;
+    const auto& buttons = alerts_.front().buttons;
+    const auto found = std::find(buttons.begin(), buttons.end(), buttonTitle);
+    if (found == buttons.end()) return false;
+    button = static_cast<size_t>(found - buttons.begin());
+    alert = std::move(alerts_.front());
+    alerts_.erase(alerts_.begin());
+  }
+  if (fieldTexts.empty()) fieldTexts = alert.textFields;
+  // Outside the lock: the handler may present the next alert.
+  if (alert.onButton) alert.onButton(button, fieldTexts);
+  return true;
+}
+
+}  // namespace corvana

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <mutex>
+#include <vector>
+
+#include "corvana/platform.h"
+
+namespace corvana {
+
+// The Linux user interface: alerts are kept as presented, for the host (or a test) to read and answer.
+class LinuxUserInterface : public UserInterface {
+ public:
+  void presentAlert(AlertRequest alert) override;
+
+  // The alerts presented and not yet answered, oldest first.
+  std::vector<AlertRequest> presentedAlerts();
+  // Answers the oldest presented alert: runs its handler with the button and the fields' texts (its initial
+  // texts when none are given) and removes it. Answers false when no alert is presented or the button is unknown.
+  bool tapButton(const std::string& buttonTitle, std::vector<std::string> fieldTexts = {});
+
+ private:
+  std::mutex mutex_;
+  std::vector<AlertRequest> alerts_;
+};
+
+}  // namespace corvana

@@ -1,0 +1,225 @@
+// The reference service as the SDK meets it: over HTTPS on 127.0.0.1, routed by the Host header, checked by the
+// "sec" header, storing reports line by line, and misbehaving on demand.
+
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <stdlib.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+
+#include "support/ServiceProcess.h"
+
+namespace corvana::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+class ReferenceServiceTest : public ::testing::Test {
+ protected:
+  static std::string makeDir() {
+    std::string pattern = (fs::temp_directory_path() / "corvana-service-XXXXXX").string();
+    return mkdtemp(pattern.data());
+  }
+  void TearDown() override {
+    service.stop();
+    fs::remove_all(dir);
+  }
+
+  httplib::Headers headers(const std::string& account = "acme", const std::string& secret = "s3cret") {
+    httplib::Headers result{{"Host", service.hostFor(account)}};
+    if (!secret.empty()) result.emplace("sec", secret);
+    return result;
+  }
+  httplib::Result get(const std::string& path, const httplib::Headers& hdrs) { return cli->Get(path.c_str(), hdrs); }
+  httplib::Result get(const std::string& path) { return get(path, headers()); }
+  httplib::Result report(const std::string& body, const std::string& path = "/report/events/") {
+    return cli->Post(path.c_str(), headers(), body, "application/json");
+  }
+  static Value json(const httplib::Result& res) { return Value::parse(res->body); }
+
+  std::string dir = makeDir();
+  ServiceProcess service{dir};
+  std::unique_ptr<httplib::SSLClient> cli = service.client();
+};
+
+const Value kSync = Value::parse(ServiceProcess::defaultConfig())["accounts"]["acme"]["sync"];
+
+TEST_F(ReferenceServiceTest, RoutesByHostAndChecksTheSecret) {
+  struct Case {
+    const char* what;
+    std::string account, secret, path;
+    int status;
+    Value body;
+  };
+  const Value unknown = {{"success", false}, {"error_message", "Unknown account"}};
+  const Value invalid = {{"success", false}, {"error_message", "Invalid app secret"}};
+  const std::vector<Case> cases = {
+      {"known account and secret", "acme", "s3cret", "/api/v1/sync/s3cret?lst=0", 200, kSync},
+      {"unknown account", "nobody", "s3cret", "/api/v1/sync/s3cret?lst=0", 404, unknown},
+      {"host without account label", "127", "s3cret", "/api/v1/sync/s3cret", 404, unknown},
+      {"wrong sec header", "acme", "guess", "/api/v1/sync/s3cret?lst=0", 200, invalid},
+      {"no sec header", "acme", "", "/api/v1/sync/s3cret?lst=0", 200, invalid},
+      {"wrong secret in the sync path", "acme", "s3cret", "/api/v1/sync/guess?lst=0", 200, invalid},
+      {"report without sec", "acme", "", "/report/events/", 200, invalid},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    auto res = c.path.starts_with("/report") ? cli->Post(c.path.c_str(), headers(c.account, c.secret), "{}", "a/b")
+                                             : get(c.path, headers(c.account, c.secret));
+    ASSERT_TRUE(res);
+    EXPECT_EQ(c.status, res->status);
+    EXPECT_EQ(c.body, json(res));
+  }
+  const Value last = service.requests()["requests"].back();
+  EXPECT_EQ("POST", last["method"]);
+  EXPECT_EQ(service.hostFor("acme"), last["host"]);
+  EXPECT_FALSE(last["headers"].contains("sec"));
+}
+
+TEST_F(ReferenceServiceTest, SyncAnswersTheConfiguredDocumentWithAnEntityTag) {
+  auto first = get("/api/v1/sync/s3cret?lst=0");
+  ASSERT_TRUE(first);
+  EXPECT_EQ("application/json", first->get_header_value("Content-Type"));
+  EXPECT_EQ(kSync, json(first));
+  const std::string tag = first->get_header_value("Etag");
+  ASSERT_FALSE(tag.empty());
+  EXPECT_EQ(tag, get("/api/v1/sync/s3cret?lst=1700000000")->get_header_value("Etag"));
+
+  auto conditional = headers();
+  conditional.emplace("If-None-Match", tag);
+  EXPECT_EQ(304, get("/api/v1/sync/s3cret?lst=0", conditional)->status);
+
+  Value config = Value::parse(ServiceProcess::defaultConfig());
+  config["accounts"]["acme"]["sync"]["blocked"] = true;
+  ASSERT_EQ(true, service.setConfig(config)["success"]);
+  auto changed = get("/api/v1/sync/s3cret?lst=0");
+  EXPECT_EQ(true, json(changed)["blocked"]);
+  EXPECT_NE(tag, changed->get_header_value("Etag"));
+}
+
+TEST_F(ReferenceServiceTest, StoresEveryReportedLineAsReceived) {
+  const std::string securePath = "/report/events/%3Fak=KEY&sign=a+b/c=&ts=1700000000&email=me+x@corvana.test";
+  ASSERT_EQ(Value({{"success", true}}), json(report("{\"event_type\":\"init\"}\n{\"n\": 2}")));
+  ASSERT_EQ(Value({{"success", true}}), json(report("{\"truncated\": \nlast\n", securePath)));
+  EXPECT_EQ(Value({{"success", false}, {"error_message", "No events"}}), json(report("")));
+
+  const Value events = service.received("acme")["events"];
+  ASSERT_EQ(4u, events.size());
+  const std::vector<std::tuple<std::string, bool, std::string>> expected = {
+      {"{\"event_type\":\"init\"}", true, "/report/events/"},
+      {"{\"n\": 2}", true, "/report/events/"},
+      {"{\"truncated\": ", false, securePath},
+      {"last", false, securePath},
+  };
+  for (size_t i = 0; i < expected.size(); ++i) {
+    SCOPED_TRACE(i);
+    EXPECT_EQ(std::get<0>(expected[i]), events[i]["line"]);
+    EXPECT_EQ(std::get<1>(expected[i]), events[i]["parsed"]);
+    EXPECT_EQ(std::get<2>(expected[i]), events[i]["path"]);
+    EXPECT_EQ("s3cret", events[i]["headers"]["sec"]);
+  }
+  EXPECT_EQ("init", events[0]["event"]["event_type"]);
+  EXPECT_TRUE(service.received("other")["events"].empty());
+
+  // The rows are in the service's database, where a benchmark or a person can read them.
+  sqlite3* db = nullptr;
+  ASSERT_EQ(SQLITE_OK, sqlite3_open(service.databasePath().c_str(), &db));
+  sqlite3_stmt* stmt = nullptr;
+  ASSERT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, "SELECT count(*) FROM received WHERE account = 'acme' AND "
+                                              "line = 'last' AND received_at > 0", -1, &stmt, nullptr));
+  ASSERT_EQ(SQLITE_ROW, sqlite3_step(stmt));
+  EXPECT_EQ(1, sqlite3_column_int(stmt, 0));
+  sqlite3_finalize(stmt);
+  sqlite3_close(db);
+}
+
+TEST_F(ReferenceServiceTest, RegistersATestDeviceOncePerNameWithAKnownToken) {
+  struct Step {
+    std::string name, token;
+    int success;
+  };
+  const std::vector<Step> steps = {
+      {"Pixel", "T1", 1}, {"Pixel", "T1", 0}, {"Tablet", "WRONG", 0}, {"Tablet", "", 0}, {"", "T1", 0},
+      {"Tablet", "T1", 1},
+  };
+  for (const auto& s : steps) {
+    SCOPED_TRACE(s.name + "/" + s.token);
+    auto res = get("/api/v1/test_device?name=" + s.name + "&push_token=&token=" + s.token + "&device_type=phone");
+    ASSERT_TRUE(res);
+    EXPECT_EQ(Value({{"success", s.success}}), json(res));
+  }
+}
+
+TEST_F(ReferenceServiceTest, ServesImagesAndRedirects) {
+  fs::create_directories(fs::path(dir) / "images");
+  std::ofstream(fs::path(dir) / "images" / "logo.png", std::ios::binary) << "PNGDATA";
+  std::ofstream(fs::path(dir) / "secret.txt") << "no";
+
+  auto image = cli->Get("/images/logo.png", headers("acme", ""));
+  ASSERT_TRUE(image);
+  EXPECT_EQ(200, image->status);
+  EXPECT_EQ("PNGDATA", image->body);
+  EXPECT_EQ("image/png", image->get_header_value("Content-Type"));
+  for (const char* missing : {"/images/none.png", "/images/../secret.txt", "/images/%2E%2E/secret.txt"}) {
+    EXPECT_EQ(404, cli->Get(missing, headers("acme", ""))->status) << missing;
+  }
+
+  auto redirect = cli->Get("/redirect?to=/images/logo.png", headers());
+  EXPECT_EQ(302, redirect->status);
+  EXPECT_EQ("/images/logo.png", redirect->get_header_value("Location"));
+}
+
+TEST_F(ReferenceServiceTest, FaultsChangeTheAnswersTheyApplyTo) {
+  service.setFaults({{"status", 503}, {"paths", "^/api/v1/sync"}});
+  auto statusOnly = get("/api/v1/sync/s3cret");
+  EXPECT_EQ(503, statusOnly->status);
+  EXPECT_EQ(kSync, json(statusOnly));  // the normal body
+  EXPECT_EQ(200, report("{}")->status);  // a path the fault does not match
+
+  service.setFaults({{"broken_body", true}});
+  auto broken = report("{}");
+  EXPECT_EQ(200, broken->status);
+  EXPECT_EQ("{\"success\": tru", broken->body);
+
+  service.setFaults({{"close", true}, {"times", 2}});
+  for (int i = 0; i < 2; ++i) {
+    auto dropped = get("/api/v1/sync/s3cret");
+    ASSERT_FALSE(dropped);
+    EXPECT_EQ(httplib::Error::Read, dropped.error());
+  }
+  EXPECT_EQ(200, get("/api/v1/sync/s3cret")->status);  // "times" ran out
+
+  service.setFaults({{"delay_ms", 300}});
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(200, get("/api/v1/sync/s3cret")->status);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(300));
+
+  service.setFaults({{"status", 500}});
+  service.clearFaults();
+  EXPECT_EQ(200, get("/api/v1/sync/s3cret")->status);
+  EXPECT_EQ(1u, service.received("acme")["events"].size());  // only the undisturbed report was stored
+
+  EXPECT_EQ(400, cli->Post("/__admin/faults", R"({"paths": "("})", "application/json")->status);
+  EXPECT_EQ(400, cli->Post("/__admin/faults", R"({"status": "500"})", "application/json")->status);
+}
+
+TEST_F(ReferenceServiceTest, OnlyClientsTrustingItsCertificateConnect) {
+  httplib::SSLClient untrusting("127.0.0.1", service.port());
+  untrusting.enable_server_certificate_verification(true);
+  auto refused = untrusting.Get("/__admin/requests");
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(httplib::Error::SSLServerVerification, refused.error());
+
+  httplib::SSLClient byName("localhost", service.port());
+  byName.set_ca_cert_path(service.caFile().c_str());
+  byName.enable_server_certificate_verification(true);
+  EXPECT_TRUE(byName.Get("/__admin/requests"));
+
+  service.stop();
+  EXPECT_FALSE(cli->Get("/__admin/requests"));
+}
+
+}  // namespace
+}  // namespace corvana::test

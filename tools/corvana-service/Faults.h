@@ -1,0 +1,44 @@
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <regex>
+#include <string>
+
+#include "corvana-service/ServiceConfig.h"
+
+namespace corvana::service {
+
+// A misbehaviour the service puts on its answers, set through POST /__admin/faults:
+//   {"status": 503, "delay_ms": 200, "broken_body": false, "close": false, "paths": "^/report/", "times": 1}
+struct Fault {
+  int status = 0;           // answer with this HTTP status (and the normal body); 0 keeps the normal status
+  int delayMs = 0;          // sleep this long before answering
+  bool brokenBody = false;  // answer 200 with a truncated JSON body
+  bool close = false;       // drop the connection without answering
+  std::string paths;        // regular expression searched in the request path; empty matches every path
+  int times = 0;            // how many requests it applies to; 0 means until it is cleared
+
+  // Throws std::invalid_argument when a member has the wrong type, or `paths` is not a regular expression.
+  static Fault fromJson(const Json& json);
+  Json toJson() const;
+};
+
+// The fault in force, shared by the request threads.
+class Faults {
+ public:
+  void set(const Fault& fault);
+  void clear();
+  // The fault that applies to a request of `path`, counted against its "times"; nothing when none applies.
+  std::optional<Fault> take(const std::string& path);
+
+ private:
+  std::mutex mutex_;
+  std::optional<Fault> fault_;
+  std::regex paths_;
+  int remaining_ = 0;
+};
+
+inline constexpr const char* kBrokenBody = R"({"success": tru)";
+
+}  // namespace corvana::service
