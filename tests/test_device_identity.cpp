@@ -13,7 +13,7 @@
 namespace corvana {
 namespace {
 
-// The unique identifier's key: the install identifier's key followed by the test app's bundle identifier.
+// The device identifier's key: the install identifier's key followed by the test app's bundle identifier.
 const std::string kUniqueKey = std::string(kKeyLorrowAppID) + "io.corvana.tests";
 const std::string kOldInstall = "11111111-1111-4111-8111-111111111111";
 const std::string kStoredUnique = "22222222-2222-4222-8222-222222222222";
@@ -24,35 +24,32 @@ bool isRandomUpperCaseUUID(const std::string& text) {
   return std::regex_match(text, uuid);
 }
 
-std::optional<std::string> preference(Preferences& preferences, const std::string& key) {
-  auto stored = preferences.objectForKey(key);
-  if (!stored || !std::holds_alternative<std::string>(*stored)) return std::nullopt;
-  return std::get<std::string>(*stored);
+std::optional<std::string> preference(const std::string& key) {
+  auto stored = test::installTestPlatform().platform->preferences->objectForKey(key);
+  return stored ? std::optional(std::get<std::string>(*stored)) : std::nullopt;
 }
 
 std::string uuidLine(const std::string& identifier) { return "CorvanaSDK-Current UUID is : " + identifier + " "; }
 
-TEST(DeviceIdentity, InstallIdentifierIsMadeOnceStoredAndLoggedOnce) {
+TEST(DeviceIdentity, FirstLaunchMakesTwoIdentifiersStoresThemAndLogsTheInstallOneOnce) {
   auto& platform = test::installTestPlatform();
   UIDeviceAdditionalInfo& info = UIDeviceAdditionalInfo::sharedInstance();
   const std::string install = info.installIdentifier();
-
   EXPECT_TRUE(isRandomUpperCaseUUID(install)) << install;
-  EXPECT_EQ(info.installIdentifier(), install);
   EXPECT_EQ(Corvana::sharedInstance().getDeviceId(), install);
-  EXPECT_EQ(platform.log->count(uuidLine(install)), 1u);
-  EXPECT_EQ(preference(*platform.platform->preferences, kKeyLorrowAppID), install);
+  EXPECT_EQ(preference(kKeyLorrowAppID), install);
 
   const std::string unique = info.uniqueGlobalDeviceIdentifier();
   EXPECT_TRUE(isRandomUpperCaseUUID(unique)) << unique;
   EXPECT_NE(unique, install);
   EXPECT_EQ(info.uniqueGlobalDeviceIdentifier(), unique);
+  EXPECT_EQ(preference(kUniqueKey), unique);
+  EXPECT_EQ(UICKeyChainStore::stringForKeyService(kUniqueKey), unique);
   EXPECT_EQ(platform.log->lines(), std::vector<std::string>{uuidLine(install)});
 }
 
 TEST(DeviceIdentity, ReinstalledAppRecoversItsDeviceIdentifierButNotItsInstallIdentifier) {
-  auto& platform = test::installTestPlatform();
-  Preferences& preferences = *platform.platform->preferences;
+  Preferences& preferences = *test::installTestPlatform().platform->preferences;
   // What the previous installation left, before its preferences were wiped with the app.
   preferences.setObjectForKey(kOldInstall, kKeyLorrowAppID);
   preferences.setObjectForKey(kStoredUnique, kUniqueKey);
@@ -62,54 +59,24 @@ TEST(DeviceIdentity, ReinstalledAppRecoversItsDeviceIdentifierButNotItsInstallId
 
   UIDeviceAdditionalInfo& info = UIDeviceAdditionalInfo::sharedInstance();
   EXPECT_EQ(info.uniqueGlobalDeviceIdentifier(), kStoredUnique);
-  EXPECT_EQ(preference(preferences, kUniqueKey), kStoredUnique);
-  const std::string install = info.installIdentifier();
-  EXPECT_NE(install, kOldInstall);
-  EXPECT_EQ(preference(preferences, kKeyLorrowAppID), install);
+  EXPECT_EQ(preference(kUniqueKey), kStoredUnique);
+  EXPECT_NE(info.installIdentifier(), kOldInstall);
+  EXPECT_EQ(preference(kKeyLorrowAppID), info.installIdentifier());
 }
 
-// Where the device identifier is found at start, and what the stores hold once it has been answered.
-struct UniqueCase {
-  const char* name;
-  std::optional<std::string> inPreferences;
-  std::optional<std::string> inSecureStore;
-  std::optional<std::string> answer;  // nothing: a new identifier
-  bool copiedToSecureStore;           // the secure store then holds the answer
-};
-void PrintTo(const UniqueCase& c, std::ostream* out) { *out << c.name; }
-
-class DeviceIdentityUnique : public testing::TestWithParam<UniqueCase> {};
-
-TEST_P(DeviceIdentityUnique, PreferencesFirstThenSecureStoreThenANewIdentifier) {
-  const UniqueCase& c = GetParam();
+TEST(DeviceIdentity, IdentifiersInThePreferencesWinAndLeaveTheSecureStoreAlone) {
   auto& platform = test::installTestPlatform();
-  Preferences& preferences = *platform.platform->preferences;
-  preferences.setObjectForKey(kOldInstall, kKeyLorrowAppID);
-  if (c.inPreferences) preferences.setObjectForKey(*c.inPreferences, kUniqueKey);
-  if (c.inSecureStore) {
-    ASSERT_TRUE(UICKeyChainStore::setStringForKeyService(*c.inSecureStore, kUniqueKey));
-  }
+  platform.platform->preferences->setObjectForKey(kOldInstall, kKeyLorrowAppID);
+  platform.platform->preferences->setObjectForKey(kStoredUnique, kUniqueKey);
+  ASSERT_TRUE(UICKeyChainStore::setStringForKeyService(kOtherUnique, kUniqueKey));
 
   UIDeviceAdditionalInfo& info = UIDeviceAdditionalInfo::sharedInstance();
-  EXPECT_EQ(info.installIdentifier(), kOldInstall);
   EXPECT_EQ(platform.log->lines(), std::vector<std::string>{uuidLine(kOldInstall)});
-
-  const std::string unique = info.uniqueGlobalDeviceIdentifier();
-  if (c.answer) {
-    EXPECT_EQ(unique, *c.answer);
-  } else {
-    EXPECT_TRUE(isRandomUpperCaseUUID(unique)) << unique;
-  }
-  EXPECT_EQ(preference(preferences, kUniqueKey), unique);
-  EXPECT_EQ(UICKeyChainStore::stringForKeyService(kUniqueKey), c.copiedToSecureStore ? unique : c.inSecureStore);
+  EXPECT_EQ(info.installIdentifier(), kOldInstall);
+  EXPECT_EQ(info.uniqueGlobalDeviceIdentifier(), kStoredUnique);
+  EXPECT_EQ(UICKeyChainStore::stringForKeyService(kUniqueKey), kOtherUnique);
+  EXPECT_EQ(platform.log->lines().size(), 1u);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    StartingStates, DeviceIdentityUnique,
-    testing::Values(UniqueCase{"Nowhere", std::nullopt, std::nullopt, std::nullopt, true},
-                    UniqueCase{"OnlyInPreferences", kStoredUnique, std::nullopt, kStoredUnique, false},
-                    UniqueCase{"PreferencesWinOverSecureStore", kStoredUnique, kOtherUnique, kStoredUnique, false}),
-    [](const testing::TestParamInfo<UniqueCase>& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace corvana

@@ -60,7 +60,7 @@ TEST_F(ReferenceServiceTest, RoutesByHostAndChecksTheSecret) {
       {"unknown account", "nobody", "s3cret", "/api/v1/sync/s3cret?lst=0", 404, unknown},
       {"host without account label", "127", "s3cret", "/api/v1/sync/s3cret", 404, unknown},
       {"wrong sec header", "acme", "guess", "/api/v1/sync/s3cret?lst=0", 200, invalid},
-      {"no sec header", "acme", "", "/api/v1/sync/s3cret?lst=0", 200, invalid},
+      {"no sec header, wrong secret in the path", "acme", "", "/api/v1/sync/guess?lst=0", 200, invalid},
       {"wrong secret in the sync path", "acme", "s3cret", "/api/v1/sync/guess?lst=0", 200, invalid},
       {"report without sec", "acme", "", "/report/events/", 200, invalid},
   };

@@ -45,6 +45,7 @@ TEST(ValueConv, ReadingsOfEveryValueKind) {
       {0.1, true, 0, 0, 0.1, "0.1"},
       {-2.9, true, -2, -2, -2.9, "-2.9"},
       {2.0, true, 2, 2, 2.0, "2"},
+      {1700000000.0, true, 1700000000, 1700000000, 1700000000.0, "1700000000"},
       {1e20, true, kI32Max, kI64Max, 1e20, "1e+20"},
       {"12abc", true, 12, 12, 12.0, "12abc"},
       {nullptr, false, 0, 0, 0.0, ""},

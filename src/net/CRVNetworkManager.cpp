@@ -77,7 +77,8 @@ CRVNetworkManager& CRVNetworkManager::sharedInstance() {
   return *instance;
 }
 
-CRVNetworkManager::CRVNetworkManager() : _lorrowRequestQueue(std::make_unique<DispatchQueue>(kLorrowRequestQueueLabel)) {}
+CRVNetworkManager::CRVNetworkManager()
+    : _lorrowRequestQueue(std::make_unique<DispatchQueue>(kLorrowRequestQueueLabel)) {}
 
 std::optional<std::string> CRVNetworkManager::getBaseUrlWithEndPoint(const std::string& endpoint) {
   const std::string account = CRVUtil::getStringForKey(kKeyQuorvel);

@@ -21,6 +21,8 @@ constexpr long kFetchTimeoutMs = 60000;
 // sooner.
 constexpr int kIdlePollMs = 1000;
 constexpr const char* kAllowedProtocols = "http,https";
+// Like the platform's URL session: a few connections per host; further tasks wait inside curl for one.
+constexpr long kMaxConnectionsPerHost = 6;
 
 // ---- Errors ---------------------------------------------------------------------------------------------------
 
@@ -212,6 +214,11 @@ class CurlHttpClient::Engine : public std::enable_shared_from_this<Engine> {
   Engine(std::string caFile, const std::vector<std::string>& resolve) : caFile_(std::move(caFile)) {
     initializeCurlOnce();
     multi_ = curl_multi_init();
+    if (multi_) {
+      curl_multi_setopt(multi_, CURLMOPT_MAX_HOST_CONNECTIONS, kMaxConnectionsPerHost);
+    } else {
+      finished_ = true;  // curl cannot run transfers: every task ends at once, cancelled
+    }
     for (const auto& entry : resolve) append(resolve_, entry);
   }
 
@@ -265,7 +272,8 @@ class CurlHttpClient::Engine : public std::enable_shared_from_this<Engine> {
       if (result == CURLE_OK) result = next;
     };
     if (request.timeoutSeconds > 0) {
-      const long timeoutMs = std::max(1L, std::lround(request.timeoutSeconds * 1000.0));
+      // At least a millisecond, at most about 24 days (curl counts in a long; some are 32 bits wide).
+      const long timeoutMs = std::lround(std::clamp(request.timeoutSeconds * 1000.0, 1.0, 2147483647.0));
       then(curl_easy_setopt(easy, CURLOPT_TIMEOUT_MS, timeoutMs));
     }
 
@@ -287,12 +295,16 @@ class CurlHttpClient::Engine : public std::enable_shared_from_this<Engine> {
     }
 
     // The request's fields in their order. An empty value is sent as an empty field ("Name;" in curl's
-    // syntax), and no "Expect: 100-continue" is added unless the request asks for it.
+    // syntax); a field with a line break in it is left out rather than split into two; no
+    // "Expect: 100-continue" is added unless the request asks for it.
     bool listComplete = true;
     for (const auto& [name, value] : request.headers) {
+      if ((name + value).find_first_of("\r\n") != std::string::npos) continue;
       listComplete = listComplete && append(transfer->headerList, value.empty() ? name + ";" : name + ": " + value);
     }
-    if (!request.valueForHTTPHeaderField("Expect")) listComplete = listComplete && append(transfer->headerList, "Expect:");
+    if (!request.valueForHTTPHeaderField("Expect")) {
+      listComplete = listComplete && append(transfer->headerList, "Expect:");
+    }
     if (!listComplete) then(CURLE_OUT_OF_MEMORY);
     then(curl_easy_setopt(easy, CURLOPT_HTTPHEADER, transfer->headerList.get()));
     // No response cache exists below this client, so every request already reloads from the origin.
@@ -306,7 +318,9 @@ class CurlHttpClient::Engine : public std::enable_shared_from_this<Engine> {
       if (!finished_) {
         pending_.push_back(std::move(transfer));
         // While shutting down, the worker that is still running cancels what arrives; none is started anew.
-        if (!worker_.joinable() && !stopping_) worker_ = std::thread([self = shared_from_this()] { self->run(); });
+        if (!worker_.joinable() && !stopping_) {
+          worker_ = std::thread([self = shared_from_this()] { self->run(); });
+        }
       }
     }
     if (transfer) {

@@ -153,8 +153,13 @@ std::string stringValue(const Value& value) {
     case Value::value_t::number_integer: return std::to_string(value.get<int64_t>());
     case Value::value_t::number_unsigned: return std::to_string(value.get<uint64_t>());
     case Value::value_t::number_float: {
+      const double number = value.get<double>();
+      // A whole number prints without a fraction or an exponent, as the service sent it (1700000000, not 1.7e+09).
+      if (std::isfinite(number) && std::trunc(number) == number && std::fabs(number) < 1e16) {
+        return std::to_string(static_cast<int64_t>(number));
+      }
       char buffer[64];
-      const auto result = std::to_chars(buffer, buffer + sizeof buffer, value.get<double>());
+      const auto result = std::to_chars(buffer, buffer + sizeof buffer, number);
       return std::string(buffer, result.ptr);
     }
     default: return "";

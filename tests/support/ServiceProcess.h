@@ -53,7 +53,8 @@ class ServiceProcess {
       out << configJson;
       if (!out) throw std::runtime_error("ServiceProcess: cannot write " + configPath);
     }
-    spawn({CORVANA_SERVICE_BINARY, "--host", "127.0.0.1", "--port", "0", "--dir", dir_, "--config", configPath});
+    spawn({CORVANA_SERVICE_BINARY, "--host", "127.0.0.1", "--port", "0", "--dir", dir_, "--config", configPath,
+           "--exit-with-stdin"});
   }
 
   ~ServiceProcess() { stop(); }
@@ -94,7 +95,9 @@ class ServiceProcess {
   // faults: {"status", "delay_ms", "broken_body", "close", "paths" (regex), "times" (0 = until cleared)}.
   Value setFaults(const Value& faults) { return admin("POST", "/__admin/faults", faults.dump()); }
   Value clearFaults() { return admin("DELETE", "/__admin/faults", ""); }
-  // {"events": [{"line", "parsed", "path", "headers": {...}, "received_at"}, ...]} in arrival order.
+  // {"events": [{"id", "account", "path", "line", "parsed", "event", "headers": {...}, "received_at"}, ...]} in
+  // arrival order: "line" exactly as received, "event" the parsed line (null when it does not parse), "path" the
+  // raw request target.
   Value received(const std::string& account) { return admin("GET", "/__admin/events?account=" + account, ""); }
   // {"requests": [{"method", "path", "query", "host", "headers": {name: value}}, ...]}, newest last (last 200).
   Value requests() { return admin("GET", "/__admin/requests", ""); }
@@ -116,6 +119,8 @@ class ServiceProcess {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     pid_ = -1;
+    if (lifeline_ >= 0) ::close(lifeline_);
+    lifeline_ = -1;
   }
 
   // Account "acme" with secret "s3cret", test token "T1", images under "images", and a plain sync answer.
@@ -132,12 +137,19 @@ class ServiceProcess {
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, fds[1], STDOUT_FILENO);
+    // The service stops when this end closes, which happens at the latest when this process ends, however it
+    // ends: a crashed test leaves no service behind.
+    int lifeline[2];
+    if (::pipe2(lifeline, O_CLOEXEC) != 0) throw std::runtime_error("ServiceProcess: pipe failed");
+    posix_spawn_file_actions_adddup2(&actions, lifeline[0], STDIN_FILENO);
     std::vector<char*> argv;
     for (const auto& arg : args) argv.push_back(const_cast<char*>(arg.c_str()));
     argv.push_back(nullptr);
     const int rc = ::posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
     posix_spawn_file_actions_destroy(&actions);
     ::close(fds[1]);
+    ::close(lifeline[0]);
+    lifeline_ = lifeline[1];
     if (rc != 0) {
       ::close(fds[0]);
       pid_ = -1;
@@ -190,6 +202,7 @@ class ServiceProcess {
 
   std::string dir_;
   pid_t pid_ = -1;
+  int lifeline_ = -1;  // write end of the service's standard input
   int port_ = 0;
   std::string caFile_;
 };

@@ -22,6 +22,7 @@ Fault Fault::fromJson(const Json& json) {
   fault.brokenBody = member<bool>(json, "broken_body", &Json::is_boolean, false);
   fault.close = member<bool>(json, "close", &Json::is_boolean, false);
   fault.paths = member<std::string>(json, "paths", &Json::is_string, "");
+  if (json.contains("body")) fault.body = member<std::string>(json, "body", &Json::is_string, "");
   fault.times = member<int>(json, "times", &Json::is_number_integer, 0);
   if (fault.status != 0 && (fault.status < 100 || fault.status > 599)) {
     throw std::invalid_argument("fault \"status\" must be an HTTP status");
@@ -36,8 +37,10 @@ Fault Fault::fromJson(const Json& json) {
 }
 
 Json Fault::toJson() const {
-  return {{"status", status}, {"delay_ms", delayMs}, {"broken_body", brokenBody}, {"close", close},
-          {"paths", paths},   {"times", times}};
+  Json json = {{"status", status}, {"delay_ms", delayMs}, {"broken_body", brokenBody}, {"close", close},
+               {"paths", paths},   {"times", times}};
+  if (body) json["body"] = *body;
+  return json;
 }
 
 void Faults::set(const Fault& fault) {

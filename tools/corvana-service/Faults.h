@@ -10,13 +10,16 @@
 namespace corvana::service {
 
 // A misbehaviour the service puts on its answers, set through POST /__admin/faults:
-//   {"status": 503, "delay_ms": 200, "broken_body": false, "close": false, "paths": "^/report/", "times": 1}
+//   {"status": 503, "delay_ms": 200, "broken_body": false, "close": false, "body": "Internal Server Error",
+//    "paths": "^/report/", "times": 1}
 struct Fault {
   int status = 0;           // answer with this HTTP status (and the normal body); 0 keeps the normal status
   int delayMs = 0;          // sleep this long before answering
   bool brokenBody = false;  // answer 200 with a truncated JSON body
   bool close = false;       // drop the connection without answering
-  std::string paths;        // regular expression searched in the request path; empty matches every path
+  std::optional<std::string> body;  // answer this text instead of serving the request (status 200 unless given)
+  std::string paths;        // regular expression searched in the request path (percent-decoded, without the
+                            // query); empty matches every path. Admin paths are never affected.
   int times = 0;            // how many requests it applies to; 0 means until it is cleared
 
   // Throws std::invalid_argument when a member has the wrong type, or `paths` is not a regular expression.

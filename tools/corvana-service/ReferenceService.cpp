@@ -30,6 +30,9 @@ constexpr size_t kRequestLogSize = 200;
 // Who may call a route.
 enum class Access {
   kSecret,   // a configured account (Host) whose "sec" header is its secret
+  // The same, but the header may be missing: a device's first sync goes out before it holds the secret, which
+  // then travels in the path instead (checked by the route).
+  kSecretOrPath,
   kAccount,  // a configured account; no secret (the SDK fetches images without its headers)
   kAnyone,
 };
@@ -165,6 +168,11 @@ struct ReferenceService::Impl {
       if (fault && fault->delayMs > 0) std::this_thread::sleep_for(std::chrono::milliseconds(fault->delayMs));
       if (fault && fault->close) return dropConnection(req);
       if (fault && fault->brokenBody) return res.set_content(kBrokenBody, "application/json");
+      if (fault && fault->body) {
+        // The service failed before it could serve the request: nothing is stored.
+        res.status = fault->status != 0 ? fault->status : 200;
+        return res.set_content(*fault->body, "text/plain");
+      }
       serve(access, handler, req, res);
       if (fault && fault->status != 0) res.status = fault->status;
     };
@@ -179,7 +187,8 @@ struct ReferenceService::Impl {
       return handler(req, res, id, account ? *account : none);
     }
     if (account == nullptr) return answer(res, failure("Unknown account"), 404);
-    if (access == Access::kSecret && req.get_header_value("sec") != account->secret) {
+    const bool secretRequired = access == Access::kSecret || (access == Access::kSecretOrPath && req.has_header("sec"));
+    if (secretRequired && req.get_header_value("sec") != account->secret) {
       return answer(res, failure("Invalid app secret"));
     }
     handler(req, res, id, *account);
@@ -249,7 +258,7 @@ struct ReferenceService::Impl {
       if (req.path.rfind("/__admin/", 0) != 0) requestLog.add(req);
       return httplib::Server::HandlerResponse::Unhandled;
     });
-    server.Get(R"(/api/v1/sync/([^/]*))", route(Access::kSecret, std::bind(&Impl::sync, this, _1, _2, _3, _4)));
+    server.Get(R"(/api/v1/sync/([^/]*))", route(Access::kSecretOrPath, std::bind(&Impl::sync, this, _1, _2, _3, _4)));
     server.Post(R"(/report/events/.*)", route(Access::kSecret, std::bind(&Impl::report, this, _1, _2, _3, _4)));
     server.Get("/api/v1/test_device", route(Access::kSecret, std::bind(&Impl::testDevice, this, _1, _2, _3, _4)));
     server.Get(R"(/images/(.+))", route(Access::kAccount, std::bind(&Impl::image, this, _1, _2, _3, _4)));

@@ -5,11 +5,13 @@
 // Prints one line once it listens, then serves until SIGTERM or SIGINT.
 
 #include <signal.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <thread>
 
 #include "corvana-service/ReferenceService.h"
 
@@ -29,6 +31,9 @@ int main(int argc, char** argv) {
   auto* key = app.add_option("--key", options.keyFile, "PEM private key of --cert")->check(CLI::ExistingFile);
   cert->needs(key);
   key->needs(cert);
+  bool exitWithStdin = false;
+  app.add_flag("--exit-with-stdin", exitWithStdin,
+               "Stop when standard input closes (a parent that starts the service keeps it open while it lives)");
   CLI11_PARSE(app, argc, argv);
   options.dir = dir;
   if (!configFile.empty()) options.configFile = configFile;
@@ -46,6 +51,15 @@ int main(int argc, char** argv) {
     std::printf("corvana-service listening on https://%s:%d (certificate %s)\n", options.host.c_str(), service.port(),
                 service.certificateFile().c_str());
     std::fflush(stdout);
+    if (exitWithStdin) {
+      // The parent may die without stopping us (a crashed test): its end of our standard input closes then.
+      std::thread([] {
+        char buffer[256];
+        while (::read(STDIN_FILENO, buffer, sizeof buffer) > 0) {
+        }
+        ::kill(::getpid(), SIGTERM);
+      }).detach();
+    }
     int signal = 0;
     sigwait(&stopSignals, &signal);
     service.stop();

@@ -1,0 +1,169 @@
+// The Linux HTTP client against the reference service: what goes out, what comes back, how transport failures
+// read, and that every task completes exactly once, off the main thread, even when the client goes away.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <thread>
+
+#include "platform/CurlHttpClient.h"
+#include "support/ServiceProcess.h"
+#include "support/TestPlatform.h"
+
+namespace corvana {
+namespace {
+
+struct Outcome {
+  std::optional<Data> body;
+  std::optional<HttpResponse> response;
+  std::optional<Error> error;
+  bool onMainThread = false;
+  std::string text() const { return body ? std::string(body->begin(), body->end()) : ""; }
+};
+
+// Collects completions by task number; `waitFor(0)` answers those in so far.
+struct Completions {
+  HttpCompletion forTask(int task) {
+    return [this, task](const auto& body, const auto& response, const auto& error) {
+      std::lock_guard<std::mutex> lock(mutex);
+      outcomes.emplace(task, Outcome{body, response, error, Platform::current().mainQueue->isMainThread()});
+      changed.notify_all();
+    };
+  }
+  std::multimap<int, Outcome> waitFor(size_t count) {
+    std::unique_lock<std::mutex> lock(mutex);
+    changed.wait_for(lock, std::chrono::seconds(30), [&] { return outcomes.size() >= count; });
+    return outcomes;
+  }
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::multimap<int, Outcome> outcomes;
+};
+
+class HttpClientTest : public ::testing::Test {
+ protected:
+  void SetUp() override { test::installTestPlatform(); }  // this thread becomes the main thread
+
+  std::unique_ptr<CurlHttpClient> client(bool trustService = true) {
+    return std::make_unique<CurlHttpClient>(trustService ? service.caFile() : "",
+                                            std::vector<std::string>{service.resolveFor("acme")});
+  }
+  HttpRequest request(const std::string& path, const std::string& method = "GET", const std::string& body = "") {
+    return {service.baseUrl("acme") + path, method, {{"sec", "s3cret"}}, Data(body.begin(), body.end())};
+  }
+
+  test::TempDir dir;
+  test::ServiceProcess service{dir.path()};
+};
+
+TEST_F(HttpClientTest, GetAndPostCarryHeadersAndBodies) {
+  auto http = client();
+  Completions done;
+  http->dataTask(request("api/v1/sync/s3cret?lst=7"), done.forTask(0));
+  http->dataTask(request("report/events/", "POST", "{\"a\":1}\n{\"b\":2}"), done.forTask(1));
+  auto outcomes = done.waitFor(2);
+  const Outcome& got = outcomes.find(0)->second;
+  ASSERT_TRUE(got.response && !got.error);
+  EXPECT_EQ(1700000000, Value::parse(got.text())["lst"]);
+  EXPECT_FALSE(got.response->valueForHTTPHeaderField("ETAG").value_or("").empty());
+  EXPECT_EQ(R"({"success":true})", outcomes.find(1)->second.text());
+  const Value log = service.requests();
+  for (const Value& sent : log["requests"]) EXPECT_EQ("s3cret", sent["headers"]["sec"]) << sent;
+  EXPECT_EQ("{\"b\":2}", service.received("acme")["events"].at(1)["line"]);
+}
+
+TEST_F(HttpClientTest, FetchFollowsRedirectsAndAnswersEmptyOnFailure) {
+  std::filesystem::create_directories(dir.path() + "/images");
+  std::ofstream(dir.path() + "/images/pixel.bin", std::ios::binary) << std::string("\x89PNG\0\1", 6);
+  const std::string image = service.baseUrl("acme") + "images/pixel.bin";
+
+  const Data fetched = client()->fetch(service.baseUrl("acme") + "redirect?to=" + image).value_or(Data());
+  EXPECT_EQ(std::string("\x89PNG\0\1", 6), std::string(fetched.begin(), fetched.end()));
+  EXPECT_FALSE(client()->fetch(service.baseUrl("acme") + "images/missing.bin"));  // 404
+  EXPECT_FALSE(client(false)->fetch(image));                                      // unknown CA
+}
+
+TEST_F(HttpClientTest, TransportFailuresBecomeURLErrors) {
+  struct Case {
+    const char* name;
+    Value fault;
+    const char* url;  // null: the sync endpoint
+    bool trustService;
+    int code;
+    const char* description;
+  } cases[] = {
+      {"refused", nullptr, "https://127.0.0.1:1/", true, -1004, "Could not connect to the server."},
+      {"unknown CA", nullptr, nullptr, false, -1202, "The certificate for this server is invalid."},
+      {"time-out", {{"delay_ms", 3000}, {"times", 1}}, nullptr, true, -1001, "The request timed out."},
+      {"closed", {{"close", true}, {"times", 1}}, nullptr, true, -1005, "The network connection was lost."},
+      {"no URL", nullptr, "", true, -1000, "unsupported URL"},
+      {"scheme", nullptr, "ftp://127.0.0.1/", true, -1000, "unsupported URL"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    if (!c.fault.is_null()) service.setFaults(c.fault);
+    HttpRequest made = request("api/v1/sync/s3cret");
+    if (c.url) made.url = c.url;
+    made.timeoutSeconds = 1;
+    Completions done;
+    auto http = client(c.trustService);
+    http->dataTask(made, done.forTask(0));
+    const Outcome outcome = done.waitFor(1).begin()->second;
+    ASSERT_TRUE(outcome.error);
+    EXPECT_EQ(NSURLErrorDomain, outcome.error->domain);
+    EXPECT_EQ(c.code, outcome.error->code);
+    EXPECT_EQ(c.description, outcome.error->localizedDescription);
+    EXPECT_FALSE(outcome.response || outcome.body || outcome.onMainThread);
+  }
+}
+
+TEST_F(HttpClientTest, ConcurrentTasksCompleteExactlyOnceEach) {
+  auto http = client();
+  Completions done;
+  std::vector<std::thread> callers;
+  for (int first = 0; first < 100; first += 25) {
+    callers.emplace_back([&, first] {
+      for (int task = first; task < first + 25; ++task) {
+        http->dataTask(request("api/v1/sync/s3cret?lst=" + std::to_string(task)), done.forTask(task));
+      }
+    });
+  }
+  for (auto& caller : callers) caller.join();
+  const auto outcomes = done.waitFor(100);
+  for (int task = 0; task < 100; ++task) {
+    ASSERT_EQ(1u, outcomes.count(task)) << task;
+    const Outcome& outcome = outcomes.find(task)->second;
+    EXPECT_TRUE(outcome.response && outcome.response->statusCode == 200 && !outcome.onMainThread) << task;
+  }
+}
+
+TEST_F(HttpClientTest, DestroyingTheClientEndsEveryTaskFirst) {
+  service.setFaults({{"delay_ms", 5000}, {"paths", "/report/"}});
+  Completions done;
+  auto http = client();
+  for (int task = 0; task < 5; ++task) http->dataTask(request("report/events/", "POST", "{}"), done.forTask(task));
+  http->dataTask(request("api/v1/sync/s3cret"), done.forTask(5));
+  done.waitFor(1);  // the sync answers at once; the reports are held back
+  http.reset();
+  const auto outcomes = done.waitFor(0);  // the destructor returns only after every completion
+  ASSERT_EQ(6u, outcomes.size());
+  for (int task = 0; task < 5; ++task) {
+    const Outcome& outcome = outcomes.find(task)->second;
+    EXPECT_TRUE(outcome.error && outcome.error->code == NSURLErrorCancelled && !outcome.onMainThread) << task;
+  }
+
+  // Released from inside its own completion, the client neither deadlocks nor leaks.
+  std::shared_ptr<CurlHttpClient> shared = client();
+  Completions last;
+  shared->dataTask(request("api/v1/sync/s3cret"),
+                   [released = shared, then = last.forTask(0)](const auto&... outcome) mutable {
+                     released.reset();
+                     then(outcome...);
+                   });
+  shared.reset();
+  EXPECT_EQ(200, last.waitFor(1).begin()->second.response->statusCode);
+}
+
+}  // namespace
+}  // namespace corvana
