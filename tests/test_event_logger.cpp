@@ -1,6 +1,7 @@
 // The event pipeline as a host app drives it: facade calls on the host's thread, work on serialQueue, and the
 // rows read back from the real database file.
 
+#include <chrono>
 #include <future>
 #include <thread>
 
@@ -34,6 +35,11 @@ class EventLoggerTest : public ::testing::Test {
   void start() {
     sdk().initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions("acme", "s3cret", "native", nullptr);
     drain();
+    // The start-up's report and resync fail at once (nothing listens), but on the network thread: wait for them,
+    // so their lines come before the test's own.
+    for (int i = 0; i < 1000 && (sdk().eventLogger().isReporting() || sdk().isSyncing()); ++i) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
   }
   void drain() { sdk().serialQueue()->waitUntilIdle(); }
 

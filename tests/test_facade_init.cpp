@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "corvana/Corvana.hpp"
+#include "events/CRVEventLogger.h"
 #include "platform/LinuxApplication.h"
 #include "support/TestPlatform.h"
 #include "util/CRVUtil.h"
@@ -25,7 +26,15 @@ void initialize(const std::string& id, const std::string& secret, const std::str
                                                                                             nullptr);
 }
 
-void drain() { Corvana::sharedInstance().serialQueue()->waitUntilIdle(); }
+// Waits for the SDK's queue, then for the report and resync it started: they fail at once here (nothing
+// listens), but their lines arrive from the network thread.
+void drain() {
+  auto& sdk = Corvana::sharedInstance();
+  sdk.serialQueue()->waitUntilIdle();
+  for (int i = 0; i < 1000 && (sdk.eventLogger().isReporting() || sdk.isSyncing()); ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+}
 
 // A changed installation completes when its first sync answers; here no service listens, so it answers at once
 // with a refused connection.

@@ -97,9 +97,13 @@ std::optional<std::string> CRVEventLogger::getReportEndPoint() {
 
 std::string CRVEventLogger::secureReportPath(const CRVSecuritySignature& signature) {
   // The whole path, query included, is encoded as a path: its "?" travels as %3F.
-  const std::string path = std::string(kReportPath) + "?ak=" + signature.getAccessKey() +
-                           "&sign=" + signature.getSignature() + "&ts=" + signature.getTimeStamp() +
-                           "&email=" + signature.getEmail();
+  std::string path = kReportPath;
+  for (const auto& [name, value] : {std::pair<const char*, const std::string*>{"?ak=", &signature.getAccessKey()},
+                                    {"&sign=", &signature.getSignature()},
+                                    {"&ts=", &signature.getTimeStamp()},
+                                    {"&email=", &signature.getEmail()}}) {
+    path.append(name).append(*value);
+  }
   return percentEncode(path, kURLPathAllowedCharacters);
 }
 

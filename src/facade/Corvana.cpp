@@ -92,10 +92,7 @@ void Corvana::initializeSecondPhase(const std::string& quorvelID, const std::str
     CRVUtil::setObjectForKey(Value(mobileFrameworkType), kKeyFrameworkType);
   }
 
-  const Value info = Platform::current().application->infoDictionary();
-  const Value version = info.is_object() && info.contains("CFBundleShortVersionString")
-                            ? info["CFBundleShortVersionString"]
-                            : Value();
+  const Value version = CRVUtil::mainBundleInfoValue("CFBundleShortVersionString");
   if (CRVUtil::isStringEmpty(version)) {
     CRVLog("CorvanaSDK-Invalid app version, app version can not be empty.");
     makingInitCall_.store(false);

@@ -62,8 +62,7 @@ void Corvana::getLatestConfigurationWithBlock(const std::string& appSecret, std:
           setAppSecret(appSecret);
           CRVLogf("CorvanaSDK-v.%s initialized successfully.", kLorrowSDKVersion);
           eventLogger_->startAppSession();
-          const Value info = Platform::current().application->infoDictionary();
-          CRVUtil::setObjectForKey(info.value("CFBundleShortVersionString", Value()), kKeyAppVersion);
+          CRVUtil::setObjectForKey(CRVUtil::mainBundleInfoValue("CFBundleShortVersionString"), kKeyAppVersion);
           CRVUtil::setObjectForKey(Value(appSecret), kKeyAppSecret);
           CRVUtil::setObjectForKey(PreferenceValue(now()), kKeyLastUpdate);
         }

@@ -62,9 +62,7 @@ std::optional<std::string> unlessEmpty(std::string text) {
 }
 
 std::optional<std::string> hostAppVersion() {
-  const Value info = Platform::current().application->infoDictionary();
-  if (!info.is_object() || !info.contains("CFBundleShortVersionString")) return std::nullopt;
-  const Value& version = info["CFBundleShortVersionString"];
+  const Value version = CRVUtil::mainBundleInfoValue("CFBundleShortVersionString");
   if (CRVUtil::isObjectNull(version)) return std::nullopt;
   return stringValue(version);
 }

@@ -1,4 +1,5 @@
 #include "platform/LinuxPreferences.h"
+#include "util/Base64.h"
 
 #include <cmath>
 #include <cstdio>
@@ -18,63 +19,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-constexpr char kBase64Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-std::string base64Encode(const Data& data) {
-  std::string out;
-  out.reserve((data.size() + 2) / 3 * 4);
-  size_t i = 0;
-  for (; i + 2 < data.size(); i += 3) {
-    uint32_t n = (uint32_t{data[i]} << 16) | (uint32_t{data[i + 1]} << 8) | data[i + 2];
-    out += kBase64Alphabet[(n >> 18) & 63];
-    out += kBase64Alphabet[(n >> 12) & 63];
-    out += kBase64Alphabet[(n >> 6) & 63];
-    out += kBase64Alphabet[n & 63];
-  }
-  if (i < data.size()) {
-    uint32_t n = uint32_t{data[i]} << 16;
-    if (i + 1 < data.size()) n |= uint32_t{data[i + 1]} << 8;
-    out += kBase64Alphabet[(n >> 18) & 63];
-    out += kBase64Alphabet[(n >> 12) & 63];
-    out += i + 1 < data.size() ? kBase64Alphabet[(n >> 6) & 63] : '=';
-    out += '=';
-  }
-  return out;
-}
-
-std::optional<Data> base64Decode(const std::string& text) {
-  if (text.size() % 4 != 0) return std::nullopt;
-  auto digit = [](char c) -> int {
-    if (c >= 'A' && c <= 'Z') return c - 'A';
-    if (c >= 'a' && c <= 'z') return c - 'a' + 26;
-    if (c >= '0' && c <= '9') return c - '0' + 52;
-    if (c == '+') return 62;
-    if (c == '/') return 63;
-    return -1;
-  };
-  Data out;
-  out.reserve(text.size() / 4 * 3);
-  for (size_t i = 0; i < text.size(); i += 4) {
-    bool last = i + 4 == text.size();
-    int pad = 0;
-    uint32_t n = 0;
-    for (size_t j = 0; j < 4; ++j) {
-      char c = text[i + j];
-      if (c == '=' && last && j >= 2) {
-        ++pad;
-        n <<= 6;
-        continue;
-      }
-      int d = digit(c);
-      if (d < 0 || pad > 0) return std::nullopt;
-      n = (n << 6) | static_cast<uint32_t>(d);
-    }
-    out.push_back(static_cast<uint8_t>(n >> 16));
-    if (pad < 2) out.push_back(static_cast<uint8_t>(n >> 8));
-    if (pad < 1) out.push_back(static_cast<uint8_t>(n));
-  }
-  return out;
-}
 
 // JSON has no infinities or NaN; those few doubles are written as text.
 Json encodeDouble(double value) {

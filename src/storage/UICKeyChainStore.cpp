@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "corvana/platform.h"
+#include "util/CRVUtil.h"
 
 namespace corvana {
 
@@ -21,11 +22,8 @@ DefaultService& defaultServiceState() {
 }
 
 std::string mainBundleIdentifier() {
-  auto& application = Platform::current().application;
-  if (!application) return {};
-  const Value info = application->infoDictionary();
-  auto identifier = info.is_object() ? info.find("CFBundleIdentifier") : info.end();
-  return identifier != info.end() && identifier->is_string() ? identifier->get<std::string>() : std::string();
+  const Value identifier = CRVUtil::mainBundleInfoValue("CFBundleIdentifier");
+  return identifier.is_string() ? identifier.get<std::string>() : std::string();
 }
 
 std::string serviceOrDefault(const std::optional<std::string>& service) {

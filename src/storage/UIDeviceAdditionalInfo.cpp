@@ -22,11 +22,8 @@ std::string newUUIDString() {
 }
 
 std::string mainBundleIdentifier() {
-  auto& application = Platform::current().application;
-  if (!application) return {};
-  const Value info = application->infoDictionary();
-  auto identifier = info.is_object() ? info.find("CFBundleIdentifier") : info.end();
-  return identifier != info.end() && identifier->is_string() ? identifier->get<std::string>() : std::string();
+  const Value identifier = CRVUtil::mainBundleInfoValue("CFBundleIdentifier");
+  return identifier.is_string() ? identifier.get<std::string>() : std::string();
 }
 
 // Stores the string and flushes the preferences.

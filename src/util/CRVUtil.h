@@ -60,6 +60,9 @@ class CRVUtil {
   static bool isStringEmpty(const std::string& text) { return text.empty(); }
   static bool isStringEmpty(const char* text) { return text == nullptr || *text == '\0'; }
   static std::string getLocal();
+  // An entry of the host app's main-bundle information ("CFBundleShortVersionString", "CFBundleIdentifier"...);
+  // null when absent.
+  static Value mainBundleInfoValue(const std::string& key);
   static std::string getTimeZone();
 
   bool isValidEmail(const std::optional<std::string>& text) const;

@@ -266,4 +266,12 @@ void runOnMainQueueWithoutDeadlocking(const Task& task) {
   }
 }
 
+Value CRVUtil::mainBundleInfoValue(const std::string& key) {
+  auto& application = Platform::current().application;
+  if (!application) return nullptr;
+  const Value info = application->infoDictionary();
+  const auto found = info.is_object() ? info.find(key) : info.end();
+  return found != info.end() ? *found : Value();
+}
+
 }  // namespace corvana

@@ -345,6 +345,8 @@ int ReferenceService::port() const { return impl_->port; }
 
 std::filesystem::path ReferenceService::certificateFile() const { return impl_->certFile; }
 
+Json ReferenceService::received(const std::string& account) { return impl_->store.events(account); }
+
 void ReferenceService::setConfig(const Json& config) { impl_->replaceConfig(config); }
 
 }  // namespace corvana::service

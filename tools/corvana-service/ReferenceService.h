@@ -36,6 +36,8 @@ class ReferenceService {
 
   int port() const;  // the port bound by start()
   std::filesystem::path certificateFile() const;
+  // What the service received from an account: {"events": [{"line", "path", "event", ...}, ...]}, oldest first.
+  Json received(const std::string& account);
   // Replaces the accounts while serving (relative image folders are taken from the configuration file's folder).
   void setConfig(const Json& config);
 
