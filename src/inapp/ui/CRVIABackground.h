@@ -1,0 +1,60 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "corvana/value.h"
+#include "inapp/ui/ComponentValues.h"
+
+namespace corvana {
+
+// The background of a pop-up layout ("background"): a colour, an image or both, with a rounded border.
+class CRVIABackground {
+ public:
+  // The record of the component, or none. A null component gives none silently; a missing campaign identifier,
+  // a component with neither "color" nor "uri" and a missing or null required key give none after a drop
+  // message.
+  static std::shared_ptr<CRVIABackground> initWithDataWithCampaingId(const Value& data,
+                                                                     const std::optional<std::string>& campaignId);
+
+  // The whole component object the record was read from.
+  const Value& getData() const { return bgData_; }
+
+  // A colour string, not parsed.
+  const std::optional<std::string>& color() const { return color_; }
+  void setColor(const std::optional<std::string>& color) { color_ = color; }
+  // The background image.
+  const std::optional<std::string>& uri() const { return uri_; }
+  void setUri(const std::optional<std::string>& uri) { uri_ = uri; }
+  const std::string& campaingId() const { return campaingId_; }
+  void setCampaingId(const std::string& campaingId) { campaingId_ = campaingId; }
+  // As the component holds it (not converted).
+  const Value& radius() const { return radius_; }
+  void setRadius(const Value& radius) { radius_ = radius; }
+  // A colour string, not parsed.
+  const std::string& borderColor() const { return borderColor_; }
+  void setBorderColor(const std::string& borderColor) { borderColor_ = borderColor; }
+  // As the component holds it (not converted).
+  const Value& borderWidth() const { return borderWidth_; }
+  void setBorderWidth(const Value& borderWidth) { borderWidth_ = borderWidth; }
+  // The "ios" entry of the component's "action" object.
+  const std::optional<std::string>& action() const { return action_; }
+  void setAction(const std::optional<std::string>& action) { action_ = action; }
+  const Value& bgData() const { return bgData_; }
+  void setBgData(const Value& bgData) { bgData_ = bgData; }
+
+ private:
+  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
+
+  std::optional<std::string> color_;
+  std::optional<std::string> uri_;
+  std::string campaingId_;
+  Value radius_;
+  std::string borderColor_;
+  Value borderWidth_;
+  std::optional<std::string> action_;
+  Value bgData_;
+};
+
+}  // namespace corvana
