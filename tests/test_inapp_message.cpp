@@ -1,0 +1,271 @@
+// Building campaigns from sync JSON against the reference service's images: what each layout builds, every
+// reason a campaign is refused with its exact log line, the status pushed to the store first, and the dates.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+
+#include "corvana/cache.h"
+#include "inapp/CRVInAppMessage.h"
+#include "inapp/ui/CRVIAClose.h"
+#include "platform/PosixFiles.h"
+#include "support/ServiceProcess.h"
+#include "support/TestImages.h"
+#include "support/TestPlatform.h"
+
+namespace corvana {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+std::string dropped(const std::string& label, const std::string& cid = "c7") {
+  return "CorvanaSDK- Dropping campaign " + cid + " due to " + label + " have nil or bad value";
+}
+
+class InAppMessage : public testing::Test {
+ protected:
+  void SetUp() override {
+    service = std::make_unique<test::ServiceProcess>(serviceDir.path());
+    auto options = test::testPlatformOptions();
+    options.serviceDomain = service->domain();
+    options.caFile = service->caFile();
+    options.resolve = {service->resolveFor("acme")};
+    tp = &test::installTestPlatform(options);
+    for (const char* name : {"bg.png", "pic.png", "b1.png", "b2.png"}) {
+      const Data bytes = test::png(4);
+      const std::string path = serviceDir.path() + "/images/" + name;
+      std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+      posix::writeFileAtomically(path, std::string(bytes.begin(), bytes.end()));
+    }
+  }
+
+  std::string url(const std::string& file) { return service->baseUrl("acme") + "images/" + file; }
+
+  // A campaign that every layout accepts: it carries every component, each image served.
+  Value campaign() {
+    const Value text = {{"color", "#FFF"}, {"size", "14"}, {"bold", "yes"}, {"italic", 0},
+                        {"text", "Hi"},    {"alignment", "center"}, {"underline", "true"}};
+    const auto button = [&](const std::string& file) {
+      return Value{{"uri", url(file)}, {"color", "#F00"}, {"style", "style2"}, {"gradient", "1"}, {"border", "y"},
+                   {"text_size", "12"}, {"bold", false}, {"italic", "T"}, {"text", "Go"}, {"text_color", "#000"},
+                   {"underline", 0}};
+    };
+    return {{"cid", "c7"}, {"status", "active"}, {"version", "3"}, {"action", "app://deal"},
+            {"display_trigger", "purchase"}, {"display_frequency", "once"},
+            {"start_time", "2026-03-01T10:00:00+0100"}, {"end_time", "2026-03-01T10:30:00-0500"},
+            {"layout",
+             {{"type", "layout1"},
+              {"background", {{"uri", url("bg.png")}, {"radius", "8"}, {"border_color", "#000"}, {"border_width", 2}}},
+              {"image", {{"uri", url("pic.png")}, {"margin", "4"}, {"radius", 6}, {"border_color", "#333"},
+                         {"border_width", 1}}},
+              {"primary_text", text}, {"secondary_text", text},
+              {"primary_button", button("b1.png")}, {"secondary_button", button("b2.png")},
+              {"close_button", {{"style", "style5"}, {"color", "#FFF"}, {"layout_alignment", "end"}}}}}};
+  }
+
+  // The log without the resource cache's download lines.
+  Lines takeLog() {
+    Lines lines;
+    for (const auto& line : tp->log->lines()) {
+      if (line.rfind("CorvanaSDK-Dowload", 0) != 0) lines.push_back(line);
+    }
+    tp->log->clear();
+    return lines;
+  }
+
+  test::TempDir serviceDir;
+  std::unique_ptr<test::ServiceProcess> service;
+  test::TestPlatform* tp = nullptr;
+};
+
+std::set<std::string> builtRecords(const CRVInAppMessage& m) {
+  const std::pair<const char*, bool> records[] = {
+      {"background", m.background() != nullptr},         {"image", m.image() != nullptr},
+      {"primary_text", m.primaryText() != nullptr},      {"secondary_text", m.secondaryText() != nullptr},
+      {"primary_button", m.primaryButton() != nullptr},  {"secondary_button", m.secondaryButton() != nullptr}};
+  std::set<std::string> names;
+  for (const auto& [name, built] : records) if (built) names.insert(name);
+  return names;
+}
+
+TEST_F(InAppMessage, EachLayoutBuildsItsComponentsAndCachesEveryImage) {
+  const struct {
+    std::string type;
+    std::set<std::string> records;
+    std::string container;
+  } layouts[] = {
+      {"layout1", {"background", "image", "primary_text", "secondary_text", "primary_button"}, "CRVInAppViewControllerPop"},
+      {"layout2", {"background", "image", "primary_button"}, "CRVInAppViewControllerPop"},
+      {"layout3", {"background", "primary_text", "secondary_text", "primary_button", "secondary_button"},
+       "CRVInAppViewControllerPop"},
+      {"layout4", {"image"}, "CRVInAppViewControllerFull"},
+      {"layout5", {"image", "primary_text", "secondary_text", "primary_button"}, "CRVInAppViewControllerFull"},
+      {"layout6", {"image", "primary_text", "secondary_text", "primary_button", "secondary_button"},
+       "CRVInAppViewControllerFull"},
+  };
+  int32_t code = 101;
+  for (const auto& l : layouts) {
+    SCOPED_TRACE(l.type);
+    Value data = campaign();
+    data["cid"] = l.type;
+    data["layout"]["type"] = l.type;
+    const auto message = CRVInAppMessage::initWithDictionary(data);
+    EXPECT_EQ(takeLog(), Lines{});
+    ASSERT_NE(message, nullptr);
+    EXPECT_EQ(message->getType(), code++);
+    EXPECT_EQ(message->containerView(), l.container);
+    EXPECT_EQ(builtRecords(*message), l.records);
+    ASSERT_NE(message->closeButton(), nullptr);
+    EXPECT_EQ((Value{message->version(), *message->getAction(), message->getDisplayTrigger(), message->getFrequency(),
+                     message->closeButton()->frequency()}),
+              (Value{3, "app://deal", "purchase", CRVFrequencyOnce, CRVFrequencyOnce}));
+    // Every image the JSON names is fetched, whether or not the layout shows it.
+    for (const char* file : {"bg.png", "pic.png", "b1.png", "b2.png"}) {
+      EXPECT_TRUE(std::filesystem::exists(cacheDir() + "/" + l.type + "_" + file)) << file;
+    }
+  }
+}
+
+TEST_F(InAppMessage, RefusesEachBrokenFieldWithItsLine) {
+  const std::string missing = url("missing.png");
+  const Value plainButton = {{"uri", nullptr}, {"color", nullptr}, {"style", nullptr}, {"gradient", nullptr}};
+  const struct {
+    const char* name;
+    Value patch;  // merged into the valid campaign; null removes a key
+    Lines log;    // empty: the campaign is accepted
+  } cases[] = {
+      {"no cid", {{"cid", nullptr}}, {dropped("campaingId", "nil")}},
+      {"no status", {{"status", nullptr}}, {dropped("status")}},
+      {"first failure only", {{"status", nullptr}, {"display_trigger", nullptr}}, {dropped("status")}},
+      {"no trigger", {{"display_trigger", nullptr}}, {dropped("display_trigger")}},
+      {"no frequency", {{"display_frequency", nullptr}}, {dropped("display_frequency")}},
+      {"no end", {{"end_time", nullptr}}, {dropped("end_time")}},
+      {"numeric end", {{"end_time", 1772379000}}, {dropped("end_time")}},
+      {"unreadable end", {{"end_time", "2026-03-01 10:30"}}, {dropped("end_time")}},
+      {"no layout", {{"layout", nullptr}}, {dropped("type")}},
+      {"unknown type", {{"layout", {{"type", "layout7"}}}}, {dropped("type")}},
+      {"numeric type", {{"layout", {{"type", 1}}}}, {dropped("type")}},
+      {"listed component missing", {{"layout", {{"secondary_text", nullptr}}}}, {dropped("layout1")}},
+      {"listed component refused", {{"layout", {{"type", "layout3"}, {"primary_button", {{"style", "style9"}}}}}},
+       {dropped("style"), dropped("layout3")}},
+      {"no close button", {{"layout", {{"close_button", nullptr}}}}, {dropped("close_button")}},
+      {"image unreachable", {{"layout", {{"image", {{"uri", missing}}}}}}, {dropped("image uri")}},
+      {"unlisted image without uri", {{"layout", {{"type", "layout3"}, {"image", {{"uri", nullptr}}}}}},
+       {dropped("image uri")}},
+      {"background unreachable", {{"layout", {{"background", {{"uri", missing}}}}}}, {dropped("background uri")}},
+      {"unlisted background unreachable",
+       {{"layout", {{"type", "layout4"}, {"background", {{"uri", missing}, {"color", "#FFF"}}}}}},
+       {dropped("background uri")}},
+      {"plain primary button", {{"layout", {{"primary_button", plainButton}}}},
+       {dropped("primary button uri")}},
+      {"plain secondary button", {{"layout", {{"type", "layout3"}, {"secondary_button", plainButton}}}},
+       {dropped("secondary button uri")}},
+      // Accepted: a colour stands in for an image, and unknown or unreadable optional values are kept.
+      {"background colour, image unreachable", {{"layout", {{"background", {{"uri", missing}, {"color", "#FFF"}}}}}}, {}},
+      {"background colour, no uri", {{"layout", {{"background", {{"uri", nullptr}, {"color", "#FFF"}}}}}}, {}},
+      {"button colour, image unreachable", {{"layout", {{"primary_button", {{"uri", missing}}}}}}, {}},
+      {"unknown frequency", {{"display_frequency", "sometimes"}}, {}},
+      {"unreadable start", {{"start_time", "soon"}}, {}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    Value data = campaign();
+    data.merge_patch(c.patch);
+    const auto message = CRVInAppMessage::initWithDictionary(data);
+    EXPECT_EQ(takeLog(), c.log);
+    EXPECT_EQ(message != nullptr, c.log.empty());
+  }
+  EXPECT_EQ(CRVInAppMessage::initWithDictionary(Value()), nullptr);
+  EXPECT_EQ(takeLog(), Lines{});
+}
+
+TEST_F(InAppMessage, PushesStatusToTheStoreBeforeValidating) {
+  Lines calls;
+  CRVInAppMessage::setCampaignStateStore(
+      {[&](const std::vector<std::string>& ids) { calls.push_back("clear " + ids.at(0)); },
+       [&](const CRVResource& r) {
+         calls.push_back("update " + r.campaignId().value_or("-") + " " + std::to_string(r.enable()) + " " +
+                         std::to_string(r.paused()));
+       }});
+  const struct {
+    Value status;
+    Lines calls;
+  } cases[] = {{"active", {"update 9 2 0"}}, {"pause", {"update 9 2 1"}}, {"stop", {"clear 9"}},
+               {"Pause", {"update 9 2 0"}},  {1, {"update 9 2 0"}},       {nullptr, {}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.status.dump());
+    calls.clear();
+    // Refused later for its missing trigger: the status has reached the store all the same.
+    EXPECT_EQ(CRVInAppMessage::initWithDictionary({{"cid", "9"}, {"status", c.status}}), nullptr);
+    EXPECT_EQ(calls, c.calls);
+  }
+  CRVInAppMessage::setCampaignStateStore({});
+}
+
+TEST(InAppMessageCodes, FrequencyStatusAndLayout) {
+  const Value frequencies[] = {"x", "everytime", "once_per_session", "everytime_until_cta",
+                               "once_per_session_until_cta", "once", 2};
+  for (int32_t at = 0; at < 7; ++at) EXPECT_EQ(CRVInAppMessage::frequencyCodeOf(frequencies[at]), at % 6);
+  EXPECT_EQ((std::vector{CRVInAppMessage::statusCodeOf("stop"), CRVInAppMessage::statusCodeOf("pause"),
+                         CRVInAppMessage::statusCodeOf(-1), CRVInAppMessage::layoutCodeOf("Layout1")}),
+            (std::vector{-1, 1, 0, 107}));
+}
+
+TEST(InAppMessageDates, ReadsEveryOffsetForm) {
+  test::installTestPlatform();  // New York time, so an offset-less reading would differ
+  const double nine = 1772355600000.0;  // 2026-03-01 09:00:00 UTC
+  const struct {
+    const char* text;
+    std::optional<double> ms;
+  } cases[] = {
+      {"2026-03-01T10:00:00+0100", nine},      {"2026-03-01T10:00:00+01:00", nine},
+      {"2026-03-01T10:00:00GMT+01:00", nine},  {"2026-03-01T09:00:00Z", nine},
+      {"2026-03-01T03:30:00-0530", nine},      {"2026-03-01T09:00:00", std::nullopt},
+      {"2026-02-30T09:00:00Z", std::nullopt},  {"2026-03-01T09:00:00Z later", std::nullopt},
+      {"", std::nullopt},
+  };
+  for (const auto& c : cases) EXPECT_EQ(CRVInAppMessage::getTimeStamp(c.text), c.ms) << c.text;
+}
+
+TEST_F(InAppMessage, StartAndEndTimesAndValidity) {
+  const auto message = CRVInAppMessage::initWithDictionary(campaign());
+  ASSERT_NE(message, nullptr);
+  EXPECT_EQ(message->getStartTime(), "1772355600000");
+  EXPECT_EQ(message->getEndTime(), "1772379000000");
+  tp->clock->set(Date{1772379000.0});  // exactly the end
+  EXPECT_TRUE(message->isValid());
+  tp->clock->set(Date{1772379000.001});
+  EXPECT_FALSE(message->isValid());
+  tp->clock->set(Date{1.0});  // long before the start: the start is not considered
+  EXPECT_TRUE(message->isValid());
+
+  Value noStart = campaign();
+  noStart["start_time"] = "soon";
+  const auto unstarted = CRVInAppMessage::initWithDictionary(noStart);
+  ASSERT_NE(unstarted, nullptr);
+  EXPECT_FALSE(unstarted->start_time());
+  tp->clock->set(Date{1772355600.25});
+  EXPECT_EQ(unstarted->getStartTime(), "1772355600250");
+}
+
+TEST_F(InAppMessage, JsonDataRoundTripsThroughAQuotedSqlLiteral) {
+  Value data = campaign();
+  data["layout"]["primary_text"]["text"] = "Don't miss\nit";
+  const auto message = CRVInAppMessage::initWithDictionary(data);
+  ASSERT_NE(message, nullptr);
+  std::string text = message->getJsonData().value();
+  EXPECT_EQ(text.find('\n'), std::string::npos);
+  for (size_t at = text.find("''"); at != std::string::npos; at = text.find("''", at + 1)) text.erase(at, 1);
+  EXPECT_EQ(Value::parse(text), data);
+
+  data["layout"]["primary_text"]["text"] = "\xff";  // not UTF-8: cannot be written
+  const auto unwritable = CRVInAppMessage::initWithDictionary(data);
+  ASSERT_NE(unwritable, nullptr);
+  takeLog();
+  EXPECT_EQ(unwritable->getJsonData(), std::nullopt);
+  EXPECT_EQ(takeLog(), Lines{"CorvanaSDK-Failed to create json strin in InAppNotification"});
+}
+
+}  // namespace
+}  // namespace corvana
