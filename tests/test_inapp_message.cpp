@@ -203,15 +203,6 @@ TEST_F(InAppMessage, PushesStatusToTheStoreBeforeValidating) {
   CRVInAppMessage::setCampaignStateStore({});
 }
 
-TEST(InAppMessageCodes, FrequencyStatusAndLayout) {
-  const Value frequencies[] = {"x", "everytime", "once_per_session", "everytime_until_cta",
-                               "once_per_session_until_cta", "once", 2};
-  for (int32_t at = 0; at < 7; ++at) EXPECT_EQ(CRVInAppMessage::frequencyCodeOf(frequencies[at]), at % 6);
-  EXPECT_EQ((std::vector{CRVInAppMessage::statusCodeOf("stop"), CRVInAppMessage::statusCodeOf("pause"),
-                         CRVInAppMessage::statusCodeOf(-1), CRVInAppMessage::layoutCodeOf("Layout1")}),
-            (std::vector{-1, 1, 0, 107}));
-}
-
 TEST(InAppMessageDates, ReadsEveryOffsetForm) {
   test::installTestPlatform();  // New York time, so an offset-less reading would differ
   const double nine = 1772355600000.0;  // 2026-03-01 09:00:00 UTC

@@ -78,27 +78,6 @@ TEST_F(ReferenceServiceTest, RoutesByHostAndChecksTheSecret) {
   EXPECT_FALSE(last["headers"].contains("sec"));
 }
 
-TEST_F(ReferenceServiceTest, SyncAnswersTheConfiguredDocumentWithAnEntityTag) {
-  auto first = get("/api/v1/sync/s3cret?lst=0");
-  ASSERT_TRUE(first);
-  EXPECT_EQ("application/json", first->get_header_value("Content-Type"));
-  EXPECT_EQ(kSync, json(first));
-  const std::string tag = first->get_header_value("Etag");
-  ASSERT_FALSE(tag.empty());
-  EXPECT_EQ(tag, get("/api/v1/sync/s3cret?lst=1700000000")->get_header_value("Etag"));
-
-  auto conditional = headers();
-  conditional.emplace("If-None-Match", tag);
-  EXPECT_EQ(304, get("/api/v1/sync/s3cret?lst=0", conditional)->status);
-
-  Value config = Value::parse(ServiceProcess::defaultConfig());
-  config["accounts"]["acme"]["sync"]["blocked"] = true;
-  ASSERT_EQ(true, service.setConfig(config)["success"]);
-  auto changed = get("/api/v1/sync/s3cret?lst=0");
-  EXPECT_EQ(true, json(changed)["blocked"]);
-  EXPECT_NE(tag, changed->get_header_value("Etag"));
-}
-
 TEST_F(ReferenceServiceTest, StoresEveryReportedLineAsReceived) {
   const std::string securePath = "/report/events/%3Fak=KEY&sign=a+b/c=&ts=1700000000&email=me+x@corvana.test";
   ASSERT_EQ(Value({{"success", true}}), json(report("{\"event_type\":\"init\"}\n{\"n\": 2}")));
@@ -152,25 +131,6 @@ TEST_F(ReferenceServiceTest, RegistersATestDeviceOncePerNameWithAKnownToken) {
   }
 }
 
-TEST_F(ReferenceServiceTest, ServesImagesAndRedirects) {
-  fs::create_directories(fs::path(dir) / "images");
-  std::ofstream(fs::path(dir) / "images" / "logo.png", std::ios::binary) << "PNGDATA";
-  std::ofstream(fs::path(dir) / "secret.txt") << "no";
-
-  auto image = cli->Get("/images/logo.png", headers("acme", ""));
-  ASSERT_TRUE(image);
-  EXPECT_EQ(200, image->status);
-  EXPECT_EQ("PNGDATA", image->body);
-  EXPECT_EQ("image/png", image->get_header_value("Content-Type"));
-  for (const char* missing : {"/images/none.png", "/images/../secret.txt", "/images/%2E%2E/secret.txt"}) {
-    EXPECT_EQ(404, cli->Get(missing, headers("acme", ""))->status) << missing;
-  }
-
-  auto redirect = cli->Get("/redirect?to=/images/logo.png", headers());
-  EXPECT_EQ(302, redirect->status);
-  EXPECT_EQ("/images/logo.png", redirect->get_header_value("Location"));
-}
-
 TEST_F(ReferenceServiceTest, FaultsChangeTheAnswersTheyApplyTo) {
   service.setFaults({{"status", 503}, {"paths", "^/api/v1/sync"}});
   auto statusOnly = get("/api/v1/sync/s3cret");
@@ -203,22 +163,6 @@ TEST_F(ReferenceServiceTest, FaultsChangeTheAnswersTheyApplyTo) {
 
   EXPECT_EQ(400, cli->Post("/__admin/faults", R"({"paths": "("})", "application/json")->status);
   EXPECT_EQ(400, cli->Post("/__admin/faults", R"({"status": "500"})", "application/json")->status);
-}
-
-TEST_F(ReferenceServiceTest, OnlyClientsTrustingItsCertificateConnect) {
-  httplib::SSLClient untrusting("127.0.0.1", service.port());
-  untrusting.enable_server_certificate_verification(true);
-  auto refused = untrusting.Get("/__admin/requests");
-  ASSERT_FALSE(refused);
-  EXPECT_EQ(httplib::Error::SSLServerVerification, refused.error());
-
-  httplib::SSLClient byName("localhost", service.port());
-  byName.set_ca_cert_path(service.caFile().c_str());
-  byName.enable_server_certificate_verification(true);
-  EXPECT_TRUE(byName.Get("/__admin/requests"));
-
-  service.stop();
-  EXPECT_FALSE(cli->Get("/__admin/requests"));
 }
 
 }  // namespace

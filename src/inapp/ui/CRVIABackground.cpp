@@ -8,18 +8,13 @@ using namespace component;
 
 std::shared_ptr<CRVIABackground> CRVIABackground::initWithDataWithCampaingId(
     const Value& data, const std::optional<std::string>& campaignId) {
-  auto record = std::make_shared<CRVIABackground>();
-  if (!record->loadComponent(data, campaignId)) return nullptr;
-  return record;
+  return component::buildRecord<CRVIABackground>(data, campaignId);
 }
 
 bool CRVIABackground::loadComponent(const Value& data, const std::optional<std::string>& campaignId) {
-  if (CRVUtil::isObjectNull(data)) return false;
-  if (!campaignId) {
-    logMissingCampaignId("nil");
-    return false;
-  }
-  const std::string& cid = *campaignId;
+  const std::optional<std::string> opened = openingCampaignId(data, campaignId, "nil");
+  if (!opened) return false;
+  const std::string& cid = *opened;
   campaingId_ = cid;
 
   if (hasValue("color", data)) color_ = textOf(valueFor(data, "color"));

@@ -17,6 +17,8 @@ class CRVIABackground {
   // message.
   static std::shared_ptr<CRVIABackground> initWithDataWithCampaingId(const Value& data,
                                                                      const std::optional<std::string>& campaignId);
+  // Fills a fresh record from its component data; false drops it. Use initWithDataWithCampaingId.
+  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
   // The whole component object the record was read from.
   const Value& getData() const { return bgData_; }
@@ -45,7 +47,6 @@ class CRVIABackground {
   void setBgData(const Value& bgData) { bgData_ = bgData; }
 
  private:
-  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
   std::optional<std::string> color_;
   std::optional<std::string> uri_;

@@ -8,18 +8,13 @@ using namespace component;
 
 std::shared_ptr<CRVIAClose> CRVIAClose::initWithDataWithCampaingId(const Value& data,
                                                                    const std::optional<std::string>& campaignId) {
-  auto record = std::make_shared<CRVIAClose>();
-  if (!record->loadComponent(data, campaignId)) return nullptr;
-  return record;
+  return component::buildRecord<CRVIAClose>(data, campaignId);
 }
 
 bool CRVIAClose::loadComponent(const Value& data, const std::optional<std::string>& campaignId) {
-  if (CRVUtil::isObjectNull(data)) return false;
-  if (!campaignId) {
-    logMissingCampaignId("nil");
-    return false;
-  }
-  const std::string& cid = *campaignId;
+  const std::optional<std::string> opened = openingCampaignId(data, campaignId, "nil");
+  if (!opened) return false;
+  const std::string& cid = *opened;
   campaingId_ = cid;
 
   if (!requireValue("style", data, cid)) return false;

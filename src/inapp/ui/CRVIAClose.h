@@ -18,6 +18,8 @@ class CRVIAClose {
   // a missing or null required key, an unknown style and an unknown alignment give none after a drop message.
   static std::shared_ptr<CRVIAClose> initWithDataWithCampaingId(const Value& data,
                                                                 const std::optional<std::string>& campaignId);
+  // Fills a fresh record from its component data; false drops it. Use initWithDataWithCampaingId.
+  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
   // The whole component object the record was read from.
   const Value& getData() const { return bgData_; }
@@ -41,7 +43,6 @@ class CRVIAClose {
   void setAction(const std::optional<std::string>& action) { action_ = action; }
 
  private:
-  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
   Value bgData_;
   int32_t style_ = 0;

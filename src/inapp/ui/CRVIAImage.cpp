@@ -8,18 +8,13 @@ using namespace component;
 
 std::shared_ptr<CRVIAImage> CRVIAImage::initWithDataWithCampaingId(const Value& data,
                                                                    const std::optional<std::string>& campaignId) {
-  auto record = std::make_shared<CRVIAImage>();
-  if (!record->loadComponent(data, campaignId)) return nullptr;
-  return record;
+  return component::buildRecord<CRVIAImage>(data, campaignId);
 }
 
 bool CRVIAImage::loadComponent(const Value& data, const std::optional<std::string>& campaignId) {
-  if (CRVUtil::isObjectNull(data)) return false;
-  if (!campaignId) {
-    logMissingCampaignId("nil");
-    return false;
-  }
-  const std::string& cid = *campaignId;
+  const std::optional<std::string> opened = openingCampaignId(data, campaignId, "nil");
+  if (!opened) return false;
+  const std::string& cid = *opened;
   campaingId_ = cid;
 
   if (!requireValue("uri", data, cid)) return false;

@@ -17,6 +17,8 @@ class CRVIAImage {
   // a missing or null required key and an unknown scale type give none after a drop message.
   static std::shared_ptr<CRVIAImage> initWithDataWithCampaingId(const Value& data,
                                                                 const std::optional<std::string>& campaignId);
+  // Fills a fresh record from its component data; false drops it. Use initWithDataWithCampaingId.
+  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
   // The whole component object the record was read from.
   const Value& getData() const { return bgData_; }
@@ -47,7 +49,6 @@ class CRVIAImage {
   void setBgData(const Value& bgData) { bgData_ = bgData; }
 
  private:
-  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
   int32_t scale_type_ = 0;
   std::string uri_;

@@ -10,18 +10,13 @@ using namespace component;
 
 std::shared_ptr<CRVIAPrimaryButton> CRVIAPrimaryButton::initWithDataWithCampaingId(
     const Value& data, const std::optional<std::string>& campaignId) {
-  auto record = std::make_shared<CRVIAPrimaryButton>();
-  if (!record->loadComponent(data, campaignId)) return nullptr;
-  return record;
+  return component::buildRecord<CRVIAPrimaryButton>(data, campaignId);
 }
 
 bool CRVIAPrimaryButton::loadComponent(const Value& data, const std::optional<std::string>& campaignId) {
-  if (CRVUtil::isObjectNull(data)) return false;
-  if (!campaignId) {
-    logMissingCampaignId(kNullDescription);
-    return false;
-  }
-  const std::string& cid = *campaignId;
+  const std::optional<std::string> opened = openingCampaignId(data, campaignId, kNullDescription);
+  if (!opened) return false;
+  const std::string& cid = *opened;
   campaingId_ = cid;
 
   // An image button needs its whole visual group; a plain button may go without it.

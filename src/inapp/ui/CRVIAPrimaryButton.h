@@ -23,6 +23,8 @@ class CRVIAPrimaryButton {
   // always reported, even when the button is then accepted.
   static std::shared_ptr<CRVIAPrimaryButton> initWithDataWithCampaingId(const Value& data,
                                                                         const std::optional<std::string>& campaignId);
+  // Fills a fresh record from its component data; false drops it. Use initWithDataWithCampaingId.
+  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
   // The whole component object the record was read from.
   const Value& getData() const { return bgData_; }
@@ -63,7 +65,6 @@ class CRVIAPrimaryButton {
 
  protected:
   // Validates the component in its fixed order and fills the record; false at the first failure.
-  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
  private:
   bool gradient_ = false;

@@ -10,18 +10,13 @@ using namespace component;
 
 std::shared_ptr<CRVIAPrimaryText> CRVIAPrimaryText::initWithDataWithCampaingId(
     const Value& data, const std::optional<std::string>& campaignId) {
-  auto record = std::make_shared<CRVIAPrimaryText>();
-  if (!record->loadComponent(data, campaignId)) return nullptr;
-  return record;
+  return component::buildRecord<CRVIAPrimaryText>(data, campaignId);
 }
 
 bool CRVIAPrimaryText::loadComponent(const Value& data, const std::optional<std::string>& campaignId) {
-  if (CRVUtil::isObjectNull(data)) return false;
-  if (!campaignId) {
-    logMissingCampaignId(kNullDescription);
-    return false;
-  }
-  const std::string& cid = *campaignId;
+  const std::optional<std::string> opened = openingCampaignId(data, campaignId, kNullDescription);
+  if (!opened) return false;
+  const std::string& cid = *opened;
   campaingId_ = cid;
 
   if (!requireValue("color", data, cid)) return false;

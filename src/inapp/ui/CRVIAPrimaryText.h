@@ -21,6 +21,8 @@ class CRVIAPrimaryText {
   // a missing or null required key and an unknown alignment give none after a drop message.
   static std::shared_ptr<CRVIAPrimaryText> initWithDataWithCampaingId(const Value& data,
                                                                       const std::optional<std::string>& campaignId);
+  // Fills a fresh record from its component data; false drops it. Use initWithDataWithCampaingId.
+  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
   // The whole component object the record was read from.
   const Value& getData() const { return bgData_; }
@@ -52,7 +54,6 @@ class CRVIAPrimaryText {
 
  protected:
   // Validates the component in its fixed order and fills the record; false at the first failure.
-  bool loadComponent(const Value& data, const std::optional<std::string>& campaignId);
 
  private:
   bool bold_ = false;

@@ -4,9 +4,7 @@ namespace corvana {
 
 std::shared_ptr<CRVIASecondaryButton> CRVIASecondaryButton::initWithDataWithCampaingId(
     const Value& data, const std::optional<std::string>& campaignId) {
-  auto record = std::make_shared<CRVIASecondaryButton>();
-  if (!record->loadComponent(data, campaignId)) return nullptr;
-  return record;
+  return component::buildRecord<CRVIASecondaryButton>(data, campaignId);
 }
 
 }  // namespace corvana

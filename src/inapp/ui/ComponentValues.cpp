@@ -77,4 +77,11 @@ int32_t closeStyleOf(const Value& value) {
   return codeOf(value, kCodes);
 }
 
+std::optional<std::string> openingCampaignId(const Value& data, const std::optional<std::string>& campaignId,
+                                             const std::string& missingShownAs) {
+  if (CRVUtil::isObjectNull(data)) return std::nullopt;
+  if (!campaignId) logMissingCampaignId(missingShownAs);
+  return campaignId;
+}
+
 }  // namespace corvana::component

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <memory>
+#include <optional>
+
 // What the in-app component records share: the codes of their enumerations, the key tests and the drop
 // message, and the readings of component values.
 
@@ -34,6 +37,19 @@ void logDropped(const std::string& campaignId, const std::string& keyText);
 
 // The drop message for a missing campaign identifier; `shownAs` is what the message prints in its place.
 void logMissingCampaignId(const std::string& shownAs);
+
+// The checks every record starts with: null data drops the record silently; a missing campaign id drops it with
+// the campaign id line, the id shown as `missingShownAs`. Answers the campaign id when both are present.
+std::optional<std::string> openingCampaignId(const Value& data, const std::optional<std::string>& campaignId,
+                                             const std::string& missingShownAs);
+
+// Builds a record from its component data: the record when its `loadComponent` accepts the data, else none.
+template <typename Record>
+std::shared_ptr<Record> buildRecord(const Value& data, const std::optional<std::string>& campaignId) {
+  auto record = std::make_shared<Record>();
+  if (!record->loadComponent(data, campaignId)) return nullptr;
+  return record;
+}
 
 // The value under the key (null when the component has none).
 const Value& valueFor(const Value& data, const std::string& key);
