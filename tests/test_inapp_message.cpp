@@ -7,9 +7,11 @@
 #include <set>
 
 #include "corvana/cache.h"
+#include "events/CRVDataManager.h"
 #include "inapp/CRVInAppMessage.h"
 #include "inapp/ui/CRVIAClose.h"
 #include "platform/PosixFiles.h"
+#include "support/Campaigns.h"
 #include "support/ServiceProcess.h"
 #include "support/TestImages.h"
 #include "support/TestPlatform.h"
@@ -44,24 +46,7 @@ class InAppMessage : public testing::Test {
 
   // A campaign that every layout accepts: it carries every component, each image served.
   Value campaign() {
-    const Value text = {{"color", "#FFF"}, {"size", "14"}, {"bold", "yes"}, {"italic", 0},
-                        {"text", "Hi"},    {"alignment", "center"}, {"underline", "true"}};
-    const auto button = [&](const std::string& file) {
-      return Value{{"uri", url(file)}, {"color", "#F00"}, {"style", "style2"}, {"gradient", "1"}, {"border", "y"},
-                   {"text_size", "12"}, {"bold", false}, {"italic", "T"}, {"text", "Go"}, {"text_color", "#000"},
-                   {"underline", 0}};
-    };
-    return {{"cid", "c7"}, {"status", "active"}, {"version", "3"}, {"action", "app://deal"},
-            {"display_trigger", "purchase"}, {"display_frequency", "once"},
-            {"start_time", "2026-03-01T10:00:00+0100"}, {"end_time", "2026-03-01T10:30:00-0500"},
-            {"layout",
-             {{"type", "layout1"},
-              {"background", {{"uri", url("bg.png")}, {"radius", "8"}, {"border_color", "#000"}, {"border_width", 2}}},
-              {"image", {{"uri", url("pic.png")}, {"margin", "4"}, {"radius", 6}, {"border_color", "#333"},
-                         {"border_width", 1}}},
-              {"primary_text", text}, {"secondary_text", text},
-              {"primary_button", button("b1.png")}, {"secondary_button", button("b2.png")},
-              {"close_button", {{"style", "style5"}, {"color", "#FFF"}, {"layout_alignment", "end"}}}}}};
+    return test::campaignJson([this](const std::string& file) { return url(file); });
   }
 
   // The log without the resource cache's download lines.
@@ -153,7 +138,8 @@ TEST_F(InAppMessage, RefusesEachBrokenFieldWithItsLine) {
       {"image unreachable", {{"layout", {{"image", {{"uri", missing}}}}}}, {dropped("image uri")}},
       {"unlisted image without uri", {{"layout", {{"type", "layout3"}, {"image", {{"uri", nullptr}}}}}},
        {dropped("image uri")}},
-      {"background unreachable", {{"layout", {{"background", {{"uri", missing}}}}}}, {dropped("background uri")}},
+      {"background unreachable", {{"layout", {{"background", {{"uri", missing}, {"color", nullptr}}}}}},
+       {dropped("background uri")}},
       {"unlisted background unreachable",
        {{"layout", {{"type", "layout4"}, {"background", {{"uri", missing}, {"color", "#FFF"}}}}}},
        {dropped("background uri")}},
@@ -181,26 +167,30 @@ TEST_F(InAppMessage, RefusesEachBrokenFieldWithItsLine) {
 }
 
 TEST_F(InAppMessage, PushesStatusToTheStoreBeforeValidating) {
-  Lines calls;
-  CRVInAppMessage::setCampaignStateStore(
-      {[&](const std::vector<std::string>& ids) { calls.push_back("clear " + ids.at(0)); },
-       [&](const CRVResource& r) {
-         calls.push_back("update " + r.campaignId().value_or("-") + " " + std::to_string(r.enable()) + " " +
-                         std::to_string(r.paused()));
-       }});
+  CRVDataManager& store = CRVDataManager::sharedInstance();
+  const auto stored = [&] {
+    return Value(store.sql().getRowsForQuery("select campaignId, enable, paused from crvn_inapp"));
+  };
+  Value data = campaign();
+  data["cid"] = "9";
+  store.saveCampaign(CRVInAppMessage::initWithDictionary(data));
+  ASSERT_EQ(stored(), Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])"));
   const struct {
     Value status;
-    Lines calls;
-  } cases[] = {{"active", {"update 9 2 0"}}, {"pause", {"update 9 2 1"}}, {"stop", {"clear 9"}},
-               {"Pause", {"update 9 2 0"}},  {1, {"update 9 2 0"}},       {nullptr, {}}};
+    Value rows;
+  } cases[] = {{"pause", Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 1}])")},
+               {"active", Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])")},
+               {"pause", Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 1}])")},
+               {"Pause", Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])")},
+               {1, Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])")},
+               {nullptr, Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])")},
+               {"stop", Value::array()}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.status.dump());
-    calls.clear();
-    // Refused later for its missing trigger: the status has reached the store all the same.
+    // Refused later for its missing trigger: the status has reached the stored campaign all the same.
     EXPECT_EQ(CRVInAppMessage::initWithDictionary({{"cid", "9"}, {"status", c.status}}), nullptr);
-    EXPECT_EQ(calls, c.calls);
+    EXPECT_EQ(stored(), c.rows);
   }
-  CRVInAppMessage::setCampaignStateStore({});
 }
 
 TEST(InAppMessageDates, ReadsEveryOffsetForm) {

@@ -16,6 +16,7 @@
 #include "corvana/error.h"
 #include "corvana/export.h"
 #include "corvana/value.h"
+#include "corvana/view_controller.h"
 
 namespace corvana {
 
@@ -187,7 +188,8 @@ class CORVANA_EXPORT Device {
 };
 
 // ---------------------------------------------------------------------------------------------------------------
-// User interface: alerts the SDK shows to the user (test-device registration, deep-link errors).
+// User interface: alerts the SDK shows to the user (test-device registration, deep-link errors), and the key
+// window's root view controller, over which in-app campaigns are presented.
 
 struct CORVANA_EXPORT AlertRequest {
   std::string title;
@@ -203,6 +205,8 @@ class CORVANA_EXPORT UserInterface {
   virtual ~UserInterface() = default;
   // Shows the alert over the key window's root view controller. Called on the main thread.
   virtual void presentAlert(AlertRequest alert) = 0;
+  // The key window's root view controller; none while the app has no window. Called on the main thread.
+  virtual std::shared_ptr<ViewController> keyWindowRootViewController() = 0;
 };
 
 // ---------------------------------------------------------------------------------------------------------------

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -20,6 +21,8 @@
 namespace corvana {
 
 class Object;
+class CRVInAppMessage;
+class CRVResource;
 
 class CRVDataManager {
  public:
@@ -57,6 +60,32 @@ class CRVDataManager {
   // Whether the limit may drop this stored event: not when its "event_type" is "push", "init" or "user" (then
   // one log line is written).
   bool canDeleteEvent(const std::string& json);
+
+  // ---- Campaigns (the table `crvn_inapp`) --------------------------------------------------------------------
+  // Each runs under `databaseLock` and may be entered again from inside another (a campaign rebuilt by
+  // `getCampaign` pushes its status back here). Values go into the statements as they are: a campaign id with a
+  // single quote breaks its statement, silently.
+
+  // Stores the campaign, replacing any row of its id: the new row is the newest, enabled and not paused.
+  void saveCampaign(const std::shared_ptr<CRVInAppMessage>& campaign);
+  // The newest enabled, unpaused campaign for the event whose start lies before now and whose end lies after
+  // now (both to the second, in UTC), rebuilt from its stored JSON; none when there is no such row or the
+  // stored campaign no longer builds.
+  std::shared_ptr<CRVInAppMessage> getCampaign(const std::optional<std::string>& eventName);
+  // Writes the columns the record does not leave unchanged; without a campaign id, `enable` of every campaign
+  // shown once per session (frequencies 2 and 4).
+  void updateResource(const CRVResource* resource);
+  // clearCampaign for each id, in order.
+  void clearCampaigns(const std::vector<std::string>& campaignIds);
+  // Deletes the campaign's row, asks the resource cache to clear its files and removes its trigger entry.
+  void clearCampaign(const CRVResource* resource);
+  // Clears one campaign whose end time has passed (the first the table lists); the next call clears the next.
+  void clearExpiredCampaign();
+  // Refills the trigger handler's table: clears one expired campaign, then maps every stored trigger event to
+  // its campaign of `getCampaign`, where there is one.
+  void getAllValidMessages();
+  // Clears the first campaign whose end time has passed.
+  void cleanUpInapp();
 
   // ---- JSON coercion ------------------------------------------------------------------------------------------
   // How the data manager names itself in log lines: "<CRVDataManager: 0x...>" with its address.

@@ -3,7 +3,9 @@
 
 #include "corvana/Corvana.hpp"
 #include "corvana/platform.h"
+#include "events/CRVDataManager.h"
 #include "events/CRVEventLogger.h"
+#include "inapp/CRVInAppMessage.h"
 #include "net/CRVNetworkManager.h"
 #include "util/CRVUtil.h"
 #include "util/Log.h"
@@ -107,6 +109,14 @@ bool Corvana::parseResponseForBlockedAndFeatures(const Value& response) {
     const size_t count = inapp->is_array() || inapp->is_object() ? inapp->size() : 0;
     CRVTrace("-[Corvana parseResponseForBlockedAndFeatures:]_block_invoke", 311,
              strfmt("Received %d InAppMessages in sync call.", static_cast<int>(count)));
+    if (count == 0) return;
+    CRVDataManager& store = CRVDataManager::sharedInstance();
+    for (const Value& element : *inapp) {
+      // Building downloads the campaign's images and refuses (with its own log line) what cannot be shown.
+      const auto campaign = CRVInAppMessage::initWithDictionary(element);
+      if (campaign && campaign->isValid()) store.saveCampaign(campaign);
+    }
+    store.getAllValidMessages();
   });
   if (const Value* config = member(response, "config")) {
     if (const Value* syncTimeout = member(*config, "syncTimeOut")) CRVUtil::setObjectForKey(*syncTimeout, kKeySyncTimeout);

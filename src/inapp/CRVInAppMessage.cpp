@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cinttypes>
-#include <mutex>
 
 #include "corvana/platform.h"
+#include "events/CRVDataManager.h"
+#include "inapp/ui/CRVInAppViewController.h"
+#include "platform/view/Storyboard.h"
 #include "inapp/ui/CRVIABackground.h"
 #include "inapp/ui/CRVIAClose.h"
 #include "inapp/ui/CRVIAImage.h"
@@ -27,16 +29,6 @@ using component::valueFor;
 
 // The date format of "start_time" and "end_time"; the offset comes from the text.
 constexpr const char* kCampaignDatePattern = "yyyy-MM-dd'T'HH:mm:ssZZZZ";
-
-std::mutex& stateStoreMutex() {
-  static std::mutex mutex;
-  return mutex;
-}
-
-CRVCampaignStateStore& stateStore() {
-  static CRVCampaignStateStore store;
-  return store;
-}
 
 // A string compared against a table: any other type matches nothing.
 bool isText(const Value& value, const char* text) { return value.is_string() && value.get_ref<const std::string&>() == text; }
@@ -68,11 +60,6 @@ const std::vector<LayoutComponents>& layoutTable() {
 }
 
 }  // namespace
-
-void CRVInAppMessage::setCampaignStateStore(CRVCampaignStateStore store) {
-  std::lock_guard<std::mutex> lock(stateStoreMutex());
-  stateStore() = std::move(store);
-}
 
 int32_t CRVInAppMessage::frequencyCodeOf(const Value& displayFrequency) {
   static const char* const names[] = {"everytime", "once_per_session", "everytime_until_cta",
@@ -223,16 +210,36 @@ void CRVInAppMessage::updateStateIfNeeded() {
   resource.setCampaignId(campaign_id_);
   resource.setEnable(CRVResource::kLeaveUnchanged);
   resource.setPaused(status_);
-  CRVCampaignStateStore store;
-  {
-    std::lock_guard<std::mutex> lock(stateStoreMutex());
-    store = stateStore();
-  }
+  CRVDataManager& store = CRVDataManager::sharedInstance();
   if (status_ == CRVStatusStopped) {
-    if (store.clearCampaigns) store.clearCampaigns({campaign_id_});
-  } else if (store.updateResource) {
-    store.updateResource(resource);
+    store.clearCampaigns({campaign_id_});
+  } else {
+    store.updateResource(&resource);
   }
+}
+
+void CRVInAppMessage::show() {
+  const auto storyboardPath = CRVUtil::sharedInstance().getStoryboard();
+  if (!storyboardPath) return;
+  const auto storyboard = Storyboard::load(*storyboardPath);
+  const std::string identifier = containerView();
+  if (!storyboard || storyboard->classOfScene(identifier) != "CRVInAppViewController") return;
+  auto controller = std::make_shared<CRVInAppViewController>();
+  controller->setInapp(shared_from_this());
+  inAppViewController_ = controller;
+
+  Platform::current().mainQueue->async([controller, id = campaign_id_] {
+    const auto& ui = Platform::current().ui;
+    const auto root = ui ? ui->keyWindowRootViewController() : nullptr;
+    if (!root) return;
+    CRVTrace("-[CRVInAppMessage show]_block_invoke", 214, strfmt("showing campaign %s", id.c_str()));
+    if (CRVUtil::compareSystemVersion("8") >= 0) {
+      controller->setModalPresentationStyle(kModalPresentationCustom);
+    } else {
+      root->setModalPresentationStyle(kModalPresentationCurrentContext);
+    }
+    root->presentViewController(controller, /*animated=*/true);
+  });
 }
 
 std::optional<std::string> CRVInAppMessage::getJsonData() const {

@@ -9,7 +9,6 @@
 // Building runs on the caller's thread and blocks on image downloads.
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,6 +26,7 @@ class CRVIASecondaryText;
 class CRVIAPrimaryButton;
 class CRVIASecondaryButton;
 class CRVIAClose;
+class CRVInAppViewController;
 
 // Display-frequency codes, as the campaign store keeps them; any other "display_frequency" is 0 (shown like
 // "everytime").
@@ -46,23 +46,12 @@ inline constexpr int32_t CRVStatusActive = 0;
 inline constexpr int32_t CRVStatusPaused = 1;
 inline constexpr int32_t CRVStatusStopped = -1;
 
-// Where a campaign's status goes when it is built: the campaign store's "clear these campaigns" (for a stopped
-// campaign: row, cached files and trigger entry) and "update this resource" (paused flag only). The store
-// installs it; until then, and for an operation left empty, the status goes nowhere.
-struct CRVCampaignStateStore {
-  std::function<void(const std::vector<std::string>& campaignIds)> clearCampaigns;
-  std::function<void(const CRVResource& resource)> updateResource;
-};
-
-class CRVInAppMessage {
+class CRVInAppMessage : public std::enable_shared_from_this<CRVInAppMessage> {
  public:
   // The built campaign, or none: without a log line for a null dictionary, otherwise after one drop line
   // "CorvanaSDK- Dropping campaign <cid> due to <label> have nil or bad value" (<cid> is "nil" when the campaign
   // has none).
   static std::shared_ptr<CRVInAppMessage> initWithDictionary(const Value& dictionary);
-
-  // Replaces the store that receives the campaigns' status; thread-safe.
-  static void setCampaignStateStore(CRVCampaignStateStore store);
 
   // The codes of the tables above.
   static int32_t frequencyCodeOf(const Value& displayFrequency);
@@ -82,6 +71,12 @@ class CRVInAppMessage {
   // Sends the status to the campaign store: a stopped campaign is cleared from it, any other has its paused flag
   // set to its status (an unknown campaign is left alone).
   void updateStateIfNeeded();
+  // Puts the campaign on screen from any thread: its host controller is made from the "CRVInApp" storyboard
+  // here, and presented, animated, over the key window's root view controller on the main queue. Nothing is
+  // shown without the storyboard, its scene or a root view controller.
+  void show();
+  // The controller hosting the campaign once `show` has made it; none after it has gone.
+  std::shared_ptr<CRVInAppViewController> inAppViewController() const { return inAppViewController_.lock(); }
 
   // The whole campaign as pretty-printed JSON, ready to stand in a single-quoted SQL literal (quotes doubled,
   // line feeds made blanks); none, after a log line, when it cannot be written.
@@ -151,6 +146,8 @@ class CRVInAppMessage {
   std::shared_ptr<CRVIAPrimaryButton> primaryButton_;
   std::shared_ptr<CRVIASecondaryButton> secondaryButton_;
   std::shared_ptr<CRVIAClose> closeButton_;
+  // The controller holds its campaign; the campaign only refers back to it.
+  std::weak_ptr<CRVInAppViewController> inAppViewController_;
 };
 
 }  // namespace corvana

@@ -9,6 +9,16 @@ void LinuxUserInterface::presentAlert(AlertRequest alert) {
   alerts_.push_back(std::move(alert));
 }
 
+std::shared_ptr<ViewController> LinuxUserInterface::keyWindowRootViewController() {
+  std::lock_guard<std::mutex> lock(mutex_);
+  return root_;
+}
+
+void LinuxUserInterface::setKeyWindowRootViewController(std::shared_ptr<ViewController> controller) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  root_ = std::move(controller);
+}
+
 std::vector<AlertRequest> LinuxUserInterface::presentedAlerts() {
   std::lock_guard<std::mutex> lock(mutex_);
   return alerts_;

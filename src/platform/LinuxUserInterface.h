@@ -7,10 +7,13 @@
 
 namespace corvana {
 
-// The Linux user interface: alerts are kept as presented, for the host (or a test) to read and answer.
+// The Linux user interface: alerts are kept as presented, for the host (or a test) to read and answer; the key
+// window starts with a plain root view controller, which the host may replace or remove.
 class LinuxUserInterface : public UserInterface {
  public:
   void presentAlert(AlertRequest alert) override;
+  std::shared_ptr<ViewController> keyWindowRootViewController() override;
+  void setKeyWindowRootViewController(std::shared_ptr<ViewController> controller);
 
   // The alerts presented and not yet answered, oldest first.
   std::vector<AlertRequest> presentedAlerts();
@@ -21,6 +24,7 @@ class LinuxUserInterface : public UserInterface {
  private:
   std::mutex mutex_;
   std::vector<AlertRequest> alerts_;
+  std::shared_ptr<ViewController> root_ = std::make_shared<ViewController>();
 };
 
 }  // namespace corvana

@@ -13,12 +13,6 @@ namespace corvana {
 
 namespace {
 
-// How the platform prints an error object with "%@".
-std::string describeError(const Error& error) {
-  return strfmt("Error Domain=%s Code=%d \"%s\" UserInfo={NSLocalizedDescription=%s}", error.domain.c_str(),
-                error.code, error.localizedDescription.c_str(), error.localizedDescription.c_str());
-}
-
 // How the platform prints a byte buffer with "%@": hex digits in groups of four bytes, in angle brackets.
 std::string describeData(const Value::binary_t& bytes) {
   std::string text = "<";
@@ -170,6 +164,11 @@ std::optional<Error> LorrowSQLiteManager::doQueryWithPreparedStmts(const std::st
   queryedPreparedStmts_.erase(sql);
   error = closeDatabase();
   return error;
+}
+
+std::string LorrowSQLiteManager::describeError(const Error& error) {
+  return strfmt("Error Domain=%s Code=%d \"%s\" UserInfo={NSLocalizedDescription=%s}", error.domain.c_str(),
+                error.code, error.localizedDescription.c_str(), error.localizedDescription.c_str());
 }
 
 std::vector<Value> LorrowSQLiteManager::getRowsForQuery(const std::string& sql) {

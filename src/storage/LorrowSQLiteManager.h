@@ -64,6 +64,8 @@ class LorrowSQLiteManager {
   // The row id of the last insert on the current connection (0 on a fresh one, or when it cannot be opened).
   // Leaves the connection open.
   int64_t getLastInsertRowID();
+  // How an error of this class prints in a log line.
+  static std::string describeError(const Error& error);
   // The whole database as SQL text, for inspection.
   std::string getDatabaseDump();
 

@@ -64,6 +64,11 @@ class CRVUtil {
   // null when absent.
   static Value mainBundleInfoValue(const std::string& key);
   static std::string getTimeZone();
+  // The device's system version compared with `version`, runs of digits by their numeric value ("10.0" is
+  // above "8", "9.3" below "10"): negative, zero or positive.
+  static int compareSystemVersion(const std::string& version);
+  // The same comparison of two texts.
+  static int compareNumerically(const std::string& a, const std::string& b);
 
   bool isValidEmail(const std::optional<std::string>& text) const;
   std::string getCurrentTimeStamp() const;

@@ -224,6 +224,35 @@ void CRVUtil::openUrl(const std::optional<std::string>& url) const {
   });
 }
 
+int CRVUtil::compareSystemVersion(const std::string& version) {
+  auto facts = device();
+  return compareNumerically(facts ? facts->systemVersion() : "", version);
+}
+
+int CRVUtil::compareNumerically(const std::string& a, const std::string& b) {
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  size_t i = 0, j = 0;
+  while (i < a.size() && j < b.size()) {
+    if (isDigit(a[i]) && isDigit(b[j])) {
+      size_t endA = i, endB = j;
+      while (endA < a.size() && isDigit(a[endA])) ++endA;
+      while (endB < b.size() && isDigit(b[endB])) ++endB;
+      // Leading zeros carry no value; then the longer run is the larger number, else the first differing digit.
+      while (i + 1 < endA && a[i] == '0') ++i;
+      while (j + 1 < endB && b[j] == '0') ++j;
+      if (endA - i != endB - j) return endA - i < endB - j ? -1 : 1;
+      if (const int order = a.compare(i, endA - i, b, j, endB - j)) return order < 0 ? -1 : 1;
+      i = endA, j = endB;
+    } else {
+      if (a[i] != b[j]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[j]) ? -1 : 1;
+      ++i, ++j;
+    }
+  }
+  if (i < a.size()) return 1;
+  if (j < b.size()) return -1;
+  return 0;
+}
+
 std::optional<std::string> CRVUtil::getBundel() const {
   auto application = Platform::current().application;
   if (!application) return std::nullopt;
