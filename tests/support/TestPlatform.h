@@ -116,6 +116,8 @@ inline LinuxPlatformOptions testPlatformOptions() {
   options.preferredLanguages = {"en-US", "de-DE"};
   options.timeZoneName = "America/New_York";
   options.carrierNames = {std::string("Carrier A")};
+  // The SDK's resource bundle as it is in the source tree.
+  options.bundlePath = CORVANA_SOURCE_RESOURCES;
   options.serviceDomain = "corvana.test";
   // Nothing listens there: requests fail at once on loopback instead of asking a name server.
   options.resolve = {"acme.corvana.test:443:127.0.0.1"};
