@@ -1,0 +1,182 @@
+// In-app campaigns from the reference service to the screen: a sync delivers campaigns of every layout, the SDK
+// caches their images, stores those it can show and drops the rest with their lines; a recorded action shows its
+// campaign, and a tap is reported to the service and changes the stored campaign.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <thread>
+
+#include "corvana/Corvana.hpp"
+#include "corvana/cache.h"
+#include "events/CRVDataManager.h"
+#include "inapp/CRVInAppHandler.h"
+#include "inapp/CRVInAppMessage.h"
+#include "inapp/ui/CRVInAppViewController.h"
+#include "platform/PosixFiles.h"
+#include "support/Campaigns.h"
+#include "support/ServiceProcess.h"
+#include "support/TestImages.h"
+#include "support/TestPlatform.h"
+
+namespace corvana {
+namespace {
+
+std::string dropped(const std::string& cid, const std::string& label) {
+  return "CorvanaSDK- Dropping campaign " + cid + " due to " + label + " have nil or bad value";
+}
+
+class InAppEndToEnd : public testing::Test {
+ protected:
+  void SetUp() override {
+    service = std::make_unique<test::ServiceProcess>(serviceDir.path());
+    auto options = test::testPlatformOptions();
+    options.serviceDomain = service->domain();
+    options.caFile = service->caFile();
+    options.resolve = {service->resolveFor("acme")};
+    tp = &test::installTestPlatform(options);
+    now = test::realNow();
+    tp->clock->set(Date{now});
+    const std::string images = serviceDir.path() + "/images/";
+    std::filesystem::create_directories(images);
+    for (const char* name : {"bg.png", "pic.png", "b1.png", "b2.png"}) {
+      const Data bytes = test::png(8);
+      posix::writeFileAtomically(images + name, std::string(bytes.begin(), bytes.end()));
+    }
+    posix::writeFileAtomically(images + "page.png", "<html><body>Not found</body></html>");
+  }
+  void TearDown() override {
+    if (HasFailure()) {
+      for (const auto& line : tp->log->lines()) std::cerr << "  log: " << line << "\n";
+    }
+  }
+
+  Value campaign(const std::string& cid, const std::string& layout, const std::string& frequency) {
+    Value data = test::campaignJson([this](const std::string& file) { return service->baseUrl("acme") + "images/" + file; });
+    data["cid"] = cid;
+    data["display_trigger"] = "t-" + cid;
+    data["display_frequency"] = frequency;
+    data["start_time"] = test::campaignDate(now - 60);
+    data["end_time"] = test::campaignDate(now + 3600);
+    data["layout"]["type"] = layout;
+    return data;
+  }
+
+  // Polls, draining the main queue, until the condition holds (10 s at most).
+  template <typename Condition>
+  bool eventually(Condition condition) {
+    for (int i = 0; i < 1000; ++i) {
+      Platform::current().mainQueue->drain();
+      if (condition()) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+  }
+  std::string shown() {
+    const auto root = Platform::current().ui->keyWindowRootViewController();
+    const auto controller = std::dynamic_pointer_cast<CRVInAppViewController>(root->presentedViewController());
+    return controller ? controller->inapp()->getCampaignId() : "-";
+  }
+  Value storedCampaigns() {
+    Value out = Value::object();
+    for (const Value& row : CRVDataManager::sharedInstance().sql().getRowsForQuery(
+             "select campaignId, event, enable, inapp_frequency from crvn_inapp order by _id")) {
+      out[row["campaignId"].get<std::string>()] = {row["event"], row["enable"], row["inapp_frequency"]};
+    }
+    return out;
+  }
+  void tap(int32_t buttonType) {
+    const auto campaign = CRVInAppHandler::sharedInstance().message();
+    CRVTapContext context{campaign->getCampaignId(), campaign->getFrequency(), buttonType, "close",
+                          campaign->inAppViewController()};
+    CRVInAppHandler::sharedInstance().processAction(context);
+  }
+
+  test::TempDir serviceDir;
+  std::unique_ptr<test::ServiceProcess> service;
+  test::TestPlatform* tp = nullptr;
+  double now = 0;
+};
+
+TEST_F(InAppEndToEnd, ASyncedCampaignIsCachedShownTappedAndReported) {
+  Value inapp = Value::array();
+  const char* frequencies[] = {"everytime", "once_per_session", "everytime_until_cta", "once_per_session_until_cta",
+                               "once", "sometimes"};
+  for (int n = 1; n <= 6; ++n) {
+    inapp.push_back(campaign("L" + std::to_string(n), "layout" + std::to_string(n), frequencies[n - 1]));
+  }
+  Value brokenImage = campaign("broken", "layout4", "once");
+  brokenImage["layout"]["image"]["uri"] = service->baseUrl("acme") + "images/page.png";
+  Value unknownLayout = campaign("odd", "layout7", "once");
+  Value expired = campaign("old", "layout2", "once");
+  expired["end_time"] = test::campaignDate(now - 60);
+  Value unreachable = campaign("lost", "layout1", "once");
+  unreachable["layout"]["background"]["uri"] = service->baseUrl("acme") + "images/none.png";
+  unreachable["layout"]["background"].erase("color");
+  for (const Value& bad : {brokenImage, unknownLayout, expired, unreachable}) inapp.push_back(bad);
+
+  Value config = Value::parse(test::ServiceProcess::defaultConfig());
+  config["accounts"]["acme"]["sync"]["inapp"] = inapp;
+  service->setConfig(config);
+
+  Corvana& sdk = Corvana::sharedInstance();
+  sdk.initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions("acme", "s3cret", "native", nullptr);
+  ASSERT_TRUE(eventually([&] {
+    return tp->log->contains("CorvanaFramework--[Corvana parseResponseForBlockedAndFeatures:]_block_invoke [Line 311] "
+                             "Received 10 InAppMessages in sync call.");
+  }));
+  sdk.serialInAppQueue()->waitUntilIdle();
+
+  // The valid, live campaigns are stored; every image a stored campaign names is in the cache.
+  EXPECT_EQ(storedCampaigns(), Value::parse(R"({"L1": ["t-L1", 1, 1], "L2": ["t-L2", 1, 2], "L3": ["t-L3", 1, 3],
+      "L4": ["t-L4", 1, 4], "L5": ["t-L5", 1, 5], "L6": ["t-L6", 1, 0]})"));
+  for (int n = 1; n <= 6; ++n) {
+    for (const char* file : {"bg.png", "pic.png", "b1.png", "b2.png"}) {
+      EXPECT_TRUE(std::filesystem::exists(cacheDir() + "/L" + std::to_string(n) + "_" + file)) << n << file;
+    }
+  }
+  EXPECT_FALSE(std::filesystem::exists(cacheDir() + "/broken_page.png")) << "a page that is no image is not kept";
+  EXPECT_TRUE(tp->log->contains(dropped("broken", "image uri")));
+  EXPECT_TRUE(tp->log->contains(dropped("odd", "type")));
+  EXPECT_TRUE(tp->log->contains(dropped("lost", "background uri")));
+  EXPECT_EQ(tp->log->count(dropped("old", "type")) + tp->log->count("CorvanaFramework--[CRVDataManager saveCampaign:] "
+                                                                     "[Line 65] Saved CampaignId : old successfully"),
+            0u)
+      << "an expired campaign builds but is not saved, silently";
+
+  // The action whose name is L3's trigger shows L3; a tap on its button disables it for good and is reported.
+  sdk.reportActionWithMetaData("t-L3", nullptr);
+  ASSERT_TRUE(eventually([&] { return shown() == "L3"; }));
+  tap(kCRVButtonTypeContent);
+  EXPECT_EQ(shown(), "-");
+  EXPECT_EQ(storedCampaigns()["L3"][1], -1);
+
+  // A "once" campaign goes from the store with any tap; its files stay (they are matched at "-", named with "_").
+  sdk.reportActionWithMetaData("t-L5", nullptr);
+  ASSERT_TRUE(eventually([&] { return shown() == "L5"; }));
+  tap(kCRVButtonTypeClose);
+  EXPECT_FALSE(storedCampaigns().contains("L5"));
+  EXPECT_TRUE(std::filesystem::exists(cacheDir() + "/L5_pic.png"));
+
+  sdk.reportAll();
+  ASSERT_TRUE(eventually([&] {
+    size_t taps = 0;
+    const Value received = service->received("acme");
+    for (const Value& entry : received["events"]) {
+      const Value& event = entry["event"];
+      if (event["event_type"] == "inapp" && event["inapp"]["subtype"] == "tapped") ++taps;
+    }
+    return taps == 2;
+  }));
+  Value cids = Value::array();
+  const Value received = service->received("acme");
+  for (const Value& entry : received["events"]) {
+    if (entry["event"]["event_type"] == "inapp") cids.push_back(entry["event"]["inapp"]["cid"]);
+  }
+  EXPECT_EQ(cids, (Value{"L3", "L5"}));
+}
+
+}  // namespace
+}  // namespace corvana
