@@ -100,6 +100,20 @@ TEST_F(DeviceInfo, EmailUrlAndTextChecks) {
   EXPECT_TRUE(CRVUtil::isStringEmpty(std::optional<std::string>()));
 }
 
+TEST_F(DeviceInfo, VersionsCompareByTheValueOfTheirDigitRuns) {
+  const struct {
+    const char* a;
+    const char* b;
+    int order;
+  } cases[] = {{"9.3", "8", 1},  {"10.0", "8", 1}, {"10.0", "9.3", 1}, {"7.1.2", "8", -1}, {"8", "8", 0},
+               {"08", "8", 0},   {"8.0", "8", 1},  {"", "8", -1},      {"8a", "8b", -1},   {"12", "9z", 1}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(CRVUtil::compareNumerically(c.a, c.b), c.order) << c.a << " vs " << c.b;
+    EXPECT_EQ(CRVUtil::compareNumerically(c.b, c.a), -c.order) << c.b << " vs " << c.a;
+  }
+  EXPECT_EQ(CRVUtil::compareSystemVersion("8"), 1);  // the test device runs 9.3
+}
+
 TEST_F(DeviceInfo, TimeStampAndDateInTheDeviceZone) {
   test::installTestPlatform().clock->set(Date{test::kTestEpoch + 0.25});
   EXPECT_EQ(util().getCurrentTimeStamp(), "1795262400250.000000");
