@@ -15,7 +15,6 @@
 #include "inapp/CRVInAppHandler.h"
 #include "inapp/CRVInAppMessage.h"
 #include "inapp/ui/CRVInAppViewController.h"
-#include "platform/PosixFiles.h"
 #include "support/Campaigns.h"
 #include "support/ServiceProcess.h"
 #include "support/TestImages.h"
@@ -23,6 +22,8 @@
 
 namespace corvana {
 namespace {
+
+using test::eventually;
 
 std::string dropped(const std::string& cid, const std::string& label) {
   return "CorvanaSDK- Dropping campaign " + cid + " due to " + label + " have nil or bad value";
@@ -32,20 +33,12 @@ class InAppEndToEnd : public testing::Test {
  protected:
   void SetUp() override {
     service = std::make_unique<test::ServiceProcess>(serviceDir.path());
-    auto options = test::testPlatformOptions();
-    options.serviceDomain = service->domain();
-    options.caFile = service->caFile();
-    options.resolve = {service->resolveFor("acme")};
-    tp = &test::installTestPlatform(options);
+    tp = &test::installTestPlatform(service->platformOptions());
     now = test::realNow();
     tp->clock->set(Date{now});
-    const std::string images = serviceDir.path() + "/images/";
-    std::filesystem::create_directories(images);
-    for (const char* name : {"bg.png", "pic.png", "b1.png", "b2.png"}) {
-      const Data bytes = test::png(8);
-      posix::writeFileAtomically(images + name, std::string(bytes.begin(), bytes.end()));
-    }
-    posix::writeFileAtomically(images + "page.png", "<html><body>Not found</body></html>");
+    for (const char* name : {"bg.png", "pic.png", "b1.png", "b2.png"}) service->serveImage(name, test::png(8));
+    const std::string page = "<html><body>Not found</body></html>";
+    service->serveImage("page.png", Data(page.begin(), page.end()));
   }
   void TearDown() override {
     if (HasFailure()) {
@@ -64,16 +57,6 @@ class InAppEndToEnd : public testing::Test {
     return data;
   }
 
-  // Polls, draining the main queue, until the condition holds (10 s at most).
-  template <typename Condition>
-  bool eventually(Condition condition) {
-    for (int i = 0; i < 1000; ++i) {
-      Platform::current().mainQueue->drain();
-      if (condition()) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return condition();
-  }
   std::string shown() {
     const auto root = Platform::current().ui->keyWindowRootViewController();
     const auto controller = std::dynamic_pointer_cast<CRVInAppViewController>(root->presentedViewController());

@@ -10,7 +10,6 @@
 #include "events/CRVDataManager.h"
 #include "inapp/CRVInAppMessage.h"
 #include "inapp/ui/CRVIAClose.h"
-#include "platform/PosixFiles.h"
 #include "support/Campaigns.h"
 #include "support/ServiceProcess.h"
 #include "support/TestImages.h"
@@ -29,17 +28,8 @@ class InAppMessage : public testing::Test {
  protected:
   void SetUp() override {
     service = std::make_unique<test::ServiceProcess>(serviceDir.path());
-    auto options = test::testPlatformOptions();
-    options.serviceDomain = service->domain();
-    options.caFile = service->caFile();
-    options.resolve = {service->resolveFor("acme")};
-    tp = &test::installTestPlatform(options);
-    for (const char* name : {"bg.png", "pic.png", "b1.png", "b2.png"}) {
-      const Data bytes = test::png(4);
-      const std::string path = serviceDir.path() + "/images/" + name;
-      std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-      posix::writeFileAtomically(path, std::string(bytes.begin(), bytes.end()));
-    }
+    tp = &test::installTestPlatform(service->platformOptions());
+    for (const char* name : {"bg.png", "pic.png", "b1.png", "b2.png"}) service->serveImage(name, test::png(4));
   }
 
   std::string url(const std::string& file) { return service->baseUrl("acme") + "images/" + file; }

@@ -39,17 +39,13 @@ class ResourceCache : public testing::Test {
  protected:
   void SetUp() override {
     service = std::make_unique<test::ServiceProcess>(serviceDir.path());
-    auto options = test::testPlatformOptions();
-    options.serviceDomain = service->domain();
-    options.caFile = service->caFile();
-    options.resolve = {service->resolveFor("acme")};
-    tp = &test::installTestPlatform(options);
+    tp = &test::installTestPlatform(service->platformOptions());
   }
 
   CRVIOManager& cache() { return CRVIOManager::sharedInstance(); }
   std::string url(const std::string& target) { return service->baseUrl("acme") + target; }
   // Puts a file among the account's images ("images/<relative>" on the service).
-  void serve(const std::string& relative, const Data& bytes) { put(serviceDir.path() + "/images/" + relative, bytes); }
+  void serve(const std::string& relative, const Data& bytes) { service->serveImage(relative, bytes); }
   static void put(const std::string& path, const Data& bytes) {
     fs::create_directories(fs::path(path).parent_path());
     posix::writeFileAtomically(path, std::string(bytes.begin(), bytes.end()));

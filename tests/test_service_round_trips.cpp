@@ -21,6 +21,7 @@
 
 using namespace corvana;
 using test::ServiceProcess;
+using test::eventually;
 
 namespace {
 
@@ -38,26 +39,12 @@ class RoundTrips : public ::testing::Test {
 
   void startService(const std::string& config) {
     service = std::make_unique<ServiceProcess>(serviceDir.path(), config);
-    auto options = test::testPlatformOptions();
-    options.serviceDomain = service->domain();
-    options.caFile = service->caFile();
-    options.resolve = {service->resolveFor("acme")};
-    tp = &test::installTestPlatform(options);
+    tp = &test::installTestPlatform(service->platformOptions());
   }
 
   Corvana& sdk() { return Corvana::sharedInstance(); }
   CRVEventLogger& logger() { return CRVEventLogger::sharedInstance(); }
 
-  // Polls, draining the main queue, until the condition holds (10 s at most).
-  template <typename Condition>
-  bool eventually(Condition condition) {
-    for (int i = 0; i < 1000; ++i) {
-      Platform::current().mainQueue->drain();
-      if (condition()) return true;
-      std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    return condition();
-  }
   void settle() {
     sdk().serialQueue()->waitUntilIdle();
     ASSERT_TRUE(eventually([&] { return !logger().isReporting() && !sdk().makingInitCall(); }));

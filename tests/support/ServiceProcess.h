@@ -29,7 +29,9 @@
 #include <thread>
 #include <vector>
 
+#include "corvana/platform.h"
 #include "corvana/value.h"
+#include "support/TestPlatform.h"
 
 #ifndef CORVANA_SERVICE_BINARY
 #error "CORVANA_SERVICE_BINARY must name the corvana-service program"
@@ -62,6 +64,22 @@ class ServiceProcess {
 
   ServiceProcess(const ServiceProcess&) = delete;
   ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+  // The test device's platform options with the SDK pointed at this service for the account "acme".
+  LinuxPlatformOptions platformOptions(LinuxPlatformOptions options = testPlatformOptions()) const {
+    options.serviceDomain = domain();
+    options.caFile = caFile();
+    options.resolve = {resolveFor("acme")};
+    return options;
+  }
+  // Puts a file among the images the service serves ("images/<relative>").
+  void serveImage(const std::string& relative, const Data& bytes) const {
+    const auto path = std::filesystem::path(dir_) / "images" / relative;
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    if (!out) throw std::runtime_error("ServiceProcess: cannot write " + path.string());
+  }
 
   int port() const { return port_; }
   pid_t pid() const { return pid_; }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <thread>
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
@@ -102,6 +103,17 @@ struct TestPlatform {
   std::shared_ptr<CapturedLog> log = std::make_shared<CapturedLog>();
   std::shared_ptr<Platform> platform;
 };
+
+// Polls, running the main queue's tasks in between, until the condition holds (10 s at most).
+template <typename Condition>
+bool eventually(Condition condition) {
+  for (int i = 0; i < 1000; ++i) {
+    Platform::current().mainQueue->drain();
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return condition();
+}
 
 // The device facts every test sees unless it says otherwise.
 inline LinuxPlatformOptions testPlatformOptions() {
