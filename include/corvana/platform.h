@@ -205,8 +205,13 @@ class CORVANA_EXPORT UserInterface {
   virtual ~UserInterface() = default;
   // Shows the alert over the key window's root view controller. Called on the main thread.
   virtual void presentAlert(AlertRequest alert) = 0;
-  // The key window's root view controller; none while the app has no window. Called on the main thread.
-  virtual std::shared_ptr<ViewController> keyWindowRootViewController() = 0;
+  // The key window; none while the app has none. Called on the main thread.
+  virtual std::shared_ptr<Window> keyWindow() = 0;
+  // The key window's root view controller; none without a window or a root controller.
+  std::shared_ptr<ViewController> keyWindowRootViewController() {
+    const auto window = keyWindow();
+    return window ? window->rootViewController() : nullptr;
+  }
 };
 
 // ---------------------------------------------------------------------------------------------------------------

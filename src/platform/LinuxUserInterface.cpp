@@ -9,14 +9,17 @@ void LinuxUserInterface::presentAlert(AlertRequest alert) {
   alerts_.push_back(std::move(alert));
 }
 
-std::shared_ptr<ViewController> LinuxUserInterface::keyWindowRootViewController() {
+LinuxUserInterface::LinuxUserInterface() : window_(std::make_shared<Window>()) {
+  window_->setRootViewController(std::make_shared<ViewController>());
+}
+
+std::shared_ptr<Window> LinuxUserInterface::keyWindow() {
   std::lock_guard<std::mutex> lock(mutex_);
-  return root_;
+  return window_;
 }
 
 void LinuxUserInterface::setKeyWindowRootViewController(std::shared_ptr<ViewController> controller) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  root_ = std::move(controller);
+  keyWindow()->setRootViewController(std::move(controller));
 }
 
 std::vector<AlertRequest> LinuxUserInterface::presentedAlerts() {

@@ -8,11 +8,12 @@
 namespace corvana {
 
 // The Linux user interface: alerts are kept as presented, for the host (or a test) to read and answer; the key
-// window starts with a plain root view controller, which the host may replace or remove.
+// window (375 x 667 points) starts with a plain root view controller, which the host may replace or remove.
 class LinuxUserInterface : public UserInterface {
  public:
   void presentAlert(AlertRequest alert) override;
-  std::shared_ptr<ViewController> keyWindowRootViewController() override;
+  LinuxUserInterface();
+  std::shared_ptr<Window> keyWindow() override;
   void setKeyWindowRootViewController(std::shared_ptr<ViewController> controller);
 
   // The alerts presented and not yet answered, oldest first.
@@ -24,7 +25,7 @@ class LinuxUserInterface : public UserInterface {
  private:
   std::mutex mutex_;
   std::vector<AlertRequest> alerts_;
-  std::shared_ptr<ViewController> root_ = std::make_shared<ViewController>();
+  std::shared_ptr<Window> window_;
 };
 
 }  // namespace corvana

@@ -6,18 +6,12 @@
 #include <cstddef>
 #include <string>
 
+#include "corvana/view.h"
+
 namespace corvana {
 
-// A colour as red, green, blue and alpha, each normally in 0.0 .. 1.0. The default value is the fully
-// transparent colour.
-struct CRVColor {
-  double red = 0.0;
-  double green = 0.0;
-  double blue = 0.0;
-  double alpha = 0.0;
-
-  friend bool operator==(const CRVColor&, const CRVColor&) = default;
-};
+// A colour as red, green, blue and alpha, each normally in 0.0 .. 1.0: the view layer's colour.
+using CRVColor = Color;
 
 // The fully transparent colour (all four components 0.0).
 CRVColor clearColor();

@@ -2,11 +2,23 @@
 
 namespace corvana {
 
+std::shared_ptr<View> ViewController::view() {
+  if (!view_) {
+    loadView();
+    if (!view_) view_ = std::make_shared<View>(makeRect(0, 0, 375, 667));
+    viewDidLoad();
+  }
+  return view_;
+}
+
+void ViewController::loadView() { view_ = std::make_shared<View>(makeRect(0, 0, 375, 667)); }
+
 void ViewController::presentViewController(const std::shared_ptr<ViewController>& controller, bool animated) {
   if (!controller || presented_) return;
   presented_ = controller;
   controller->presenting_ = weak_from_this();
   controller->lastTransitionAnimated_ = animated;
+  controller->viewWillAppear(animated);
   controller->viewDidAppear(animated);
 }
 
