@@ -6,7 +6,7 @@
 #include "corvana/platform.h"
 #include "events/CRVDataManager.h"
 #include "inapp/ui/CRVInAppViewController.h"
-#include "platform/view/Storyboard.h"
+#include "inapp/ui/CRVStoryboard.h"
 #include "inapp/ui/CRVIABackground.h"
 #include "inapp/ui/CRVIAClose.h"
 #include "inapp/ui/CRVIAImage.h"
@@ -222,9 +222,10 @@ void CRVInAppMessage::show() {
   const auto storyboardPath = CRVUtil::sharedInstance().getStoryboard();
   if (!storyboardPath) return;
   const auto storyboard = Storyboard::load(*storyboardPath);
-  const std::string identifier = containerView();
-  if (!storyboard || storyboard->classOfScene(identifier) != "CRVInAppViewController") return;
-  auto controller = std::make_shared<CRVInAppViewController>();
+  if (!storyboard) return;
+  const auto controller = std::dynamic_pointer_cast<CRVInAppViewController>(
+      instantiateViewControllerWithIdentifier(*storyboard, containerView()));
+  if (!controller) return;
   controller->setInapp(shared_from_this());
   inAppViewController_ = controller;
 

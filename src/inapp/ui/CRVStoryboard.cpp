@@ -1,0 +1,33 @@
+#include "inapp/ui/CRVStoryboard.h"
+
+#include "inapp/ui/CRVIALayout.h"
+#include "inapp/ui/CRVInAppContainerView.h"
+#include "inapp/ui/CRVInAppViewController.h"
+#include "inapp/ui/CRVScalableImageView.h"
+
+namespace corvana {
+
+void CRVStoryboardController::loadView() {
+  views_ = storyboard_.instantiateViews(identifier_, makeInAppView);
+  if (views_.root) setView(views_.root);
+}
+
+std::shared_ptr<View> makeInAppView(const std::string& className, const Rect& frame) {
+  if (className == "CRVScalableImageView") return std::make_shared<CRVScalableImageView>(frame);
+  if (className == "CRVInAppContainerView") return std::make_shared<CRVInAppContainerView>(frame);
+  return nullptr;
+}
+
+std::shared_ptr<ViewController> instantiateViewControllerWithIdentifier(const Storyboard& storyboard,
+                                                                        const std::string& identifier) {
+  const std::string cls = storyboard.classOfScene(identifier);
+  if (cls == "CRVInAppViewController") return std::make_shared<CRVInAppViewController>(storyboard, identifier);
+  for (int32_t code = 1; code <= 6; ++code) {
+    if (cls == "CRVIALayout" + std::to_string(code)) {
+      return std::make_shared<CRVIALayout>(storyboard, identifier, 100 + code);
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace corvana

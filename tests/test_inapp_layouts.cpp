@@ -1,0 +1,188 @@
+// Each of the six layouts as a campaign is shown: which record fills which view, the close button's tag, frame
+// and constraints (overhanging the card in layouts 1-3), texts' lines and fonts, the "displayed" report, a
+// rendering of the screen, and a tap that reaches the close button through hit testing.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "corvana/cache.h"
+#include "corvana/render.h"
+#include "events/CRVDataManager.h"
+#include "events/CRVEventLogger.h"
+#include "inapp/CRVInAppHandler.h"
+#include "inapp/CRVInAppMessage.h"
+#include "inapp/ui/CRVIALayout.h"
+#include "inapp/ui/CRVInAppContainerView.h"
+#include "inapp/ui/CRVInAppViewController.h"
+#include "inapp/ui/ViewExtra.h"
+#include "platform/PosixFiles.h"
+#include "support/Campaigns.h"
+#include "support/TestImages.h"
+#include "support/TestPlatform.h"
+#include "util/CRVUtil.h"
+#include "util/SettingsKeys.h"
+
+namespace corvana {
+namespace {
+
+class InAppLayouts : public testing::Test {
+ protected:
+  void SetUp() override {
+    tp = &test::installTestPlatform();
+    CRVUtil::setBoolForKey(true, kKeyInitReport);
+  }
+
+  // A campaign of the layout whose pictures are already in the cache, so it builds without a download.
+  std::shared_ptr<CRVInAppMessage> campaign(int layout, const std::string& closeStyle = "style1") {
+    const std::string cid = "L" + std::to_string(layout);
+    Value data = test::campaignJson([](const std::string& file) { return "https://cdn.corvana.test/" + file; });
+    data["cid"] = cid;
+    data["layout"]["type"] = "layout" + std::to_string(layout);
+    data["layout"]["close_button"]["style"] = closeStyle;
+    data["layout"]["image"]["margin"] = "12";
+    data["layout"]["primary_text"]["text"] = "Spring sale";
+    data["layout"]["secondary_text"]["text"] = "Everything half price";
+    data["layout"]["secondary_text"]["size"] = "30";
+    for (const char* file : {"bg.png", "pic.png", "b1.png", "b2.png"}) {
+      const Data png = test::png(file[0] == 'p' ? 40 : 8);
+      posix::writeFileAtomically(cacheDir() + "/" + cid + "_" + file, std::string(png.begin(), png.end()));
+    }
+    return CRVInAppMessage::initWithDictionary(data);
+  }
+  // Shows the campaign and runs the main queue until its pictures have arrived.
+  std::shared_ptr<CRVIALayout> show(const std::shared_ptr<CRVInAppMessage>& message) {
+    message->show();
+    for (int i = 0; i < 20; ++i) Platform::current().mainQueue->drainFor(50);
+    window()->layoutScreens();
+    const auto host = std::dynamic_pointer_cast<CRVInAppViewController>(root()->presentedViewController());
+    return host ? std::dynamic_pointer_cast<CRVIALayout>(host->contentController()) : nullptr;
+  }
+  std::shared_ptr<Window> window() { return Platform::current().ui->keyWindow(); }
+  std::shared_ptr<ViewController> root() { return window()->rootViewController(); }
+  Value inappEvents() {
+    Value out = Value::array();
+    CRVDataManager::sharedInstance().getEventsDataWith([&](const std::string& events, const std::vector<int64_t>&) {
+      for (size_t start = 0; start < events.size();) {
+        const size_t end = std::min(events.find('\n', start), events.size());
+        const Value event = Value::parse(events.substr(start, end - start));
+        if (event["event_type"] == "inapp") out.push_back(event["inapp"]);
+        start = end + 1;
+      }
+    });
+    return out;
+  }
+
+  test::TestPlatform* tp = nullptr;
+};
+
+// Which outlet shows which record, by what the record put there.
+std::map<std::string, std::string> boundOutlets(const CRVIALayout& layout) {
+  std::map<std::string, std::string> bound;
+  for (const auto& [name, view] : layout.sceneViews().outlets) {
+    if (const auto label = std::dynamic_pointer_cast<Label>(view); label && !label->text().empty()) {
+      bound[name] = "text " + label->text();
+    } else if (const auto button = std::dynamic_pointer_cast<Button>(view); button && !button->title().empty()) {
+      bound[name] = "button " + button->title();
+    } else if (const auto image = std::dynamic_pointer_cast<ImageView>(view); image && image->image()) {
+      bound[name] = "image " + std::to_string(image->image()->width());
+    } else if (crvCampaignId(*view)) {
+      bound[name] = "tapped for " + *crvCampaignId(*view);
+    }
+  }
+  return bound;
+}
+
+TEST_F(InAppLayouts, EachLayoutBindsItsRecordsAndPlacesItsCloseButton) {
+  using Bound = std::map<std::string, std::string>;
+  const Bound texts = {{"primaryText", "text Spring sale"}, {"secondaryText", "text Everything half price"}};
+  const auto with = [](Bound a, const Bound& b) { return a.insert(b.begin(), b.end()), a; };
+  const struct {
+    int layout;
+    Bound bound;
+    Rect close;  // in the layout's root view
+  } cases[] = {
+      {1, with(texts, {{"background", "tapped for L1"}, {"image", "image 40"}, {"primaryButton", "button Go"}}),
+       makeRect(311 - 48 + 16, -16, 48, 48)},
+      {2, {{"background", "tapped for L2"}, {"image", "image 40"}, {"primaryButton", "button Go"}},
+       makeRect(311 - 48 + 16, -16, 48, 48)},
+      {3, with(texts, {{"background", "tapped for L3"}, {"primaryButton", "button Go"}, {"secondaryButton", "button Go"}}),
+       makeRect(311 - 48 + 16, -16, 48, 48)},
+      {4, {{"fullsizeImage", "image 40"}}, makeRect(375 - 48, 0, 48, 48)},
+      {5, with(texts, {{"background", "image 40"}, {"actionButton", "button Go"}}), makeRect(375 - 48, 0, 48, 48)},
+      {6, with(texts, {{"background", "image 40"}, {"primaryButton", "button Go"}, {"secondaryButton", "button Go"}}),
+       makeRect(375 - 48, 0, 48, 48)},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE("layout" + std::to_string(c.layout));
+    const auto layout = show(campaign(c.layout));
+    ASSERT_NE(layout, nullptr);
+    EXPECT_EQ(layout->layoutCode(), 100 + c.layout);
+    EXPECT_EQ(boundOutlets(*layout), c.bound);
+
+    const auto close = layout->closeButton();
+    ASSERT_NE(close, nullptr);
+    EXPECT_EQ(close->tag(), 1001);
+    EXPECT_EQ(close->className(), "CRVCloseButton");
+    EXPECT_EQ(close->superview(), layout->view());
+    EXPECT_EQ(close->frame(), c.close);
+    EXPECT_EQ(crvButtonType(*close), kCRVButtonTypeClose);
+    EXPECT_EQ(crvMessage(*close), layout);
+
+    if (const auto text = layout->sceneViews().outlet<Label>("secondaryText"); text && c.layout != 2 && c.layout != 4) {
+      EXPECT_EQ(text->numberOfLines(), 2) << "size 30";
+      EXPECT_EQ(text->font(), (Font{30, true, false}));
+    }
+    // The margin of 12 moves the picture inward from the storyboard's distances.
+    if (c.layout == 1) EXPECT_EQ(layout->sceneViews().outlet<View>("image")->frame().minX(), 16 + 12);
+
+    const RenderedImage screen = renderWindow(*window());
+    ASSERT_EQ(screen.width, 375);
+    ASSERT_EQ(screen.height, 667);
+    test::TempDir out;
+    EXPECT_TRUE(screen.writePng(out.path() + "/layout.png"));
+    EXPECT_GT(std::filesystem::file_size(out.path() + "/layout.png"), 1000u);
+
+    CRVTapContext dismiss = tapContextOf(*close);
+    CRVInAppHandler::sharedInstance().processAction(dismiss);
+    EXPECT_EQ(root()->presentedViewController(), nullptr);
+  }
+  Value displayed = Value::array();
+  for (int n = 1; n <= 6; ++n) {
+    displayed.push_back({{"subtype", "displayed"}, {"cid", "L" + std::to_string(n)}});
+    displayed.push_back({{"subtype", "tapped"}, {"cid", "L" + std::to_string(n)}});
+  }
+  EXPECT_EQ(inappEvents(), displayed);
+}
+
+TEST_F(InAppLayouts, ATapOnTheOverhangingCloseButtonDismissesAndReports) {
+  const auto layout = show(campaign(1, "style2"));
+  ASSERT_NE(layout, nullptr);
+  const auto close = layout->closeButton();
+  // A point on the part of the button that lies outside the card: only the container's hit test reaches it.
+  const Point outside = close->convertPointToView({40, 4}, nullptr);
+  const auto container = std::dynamic_pointer_cast<CRVInAppContainerView>(layout->view()->superview());
+  ASSERT_NE(container, nullptr);
+  ASSERT_FALSE(container->bounds().contains(container->convertPointFromView(outside, nullptr)));
+  EXPECT_EQ(window()->hitTestScreens(outside), close);
+  EXPECT_EQ(window()->tapAt(outside), close);
+  EXPECT_EQ(root()->presentedViewController(), nullptr);
+  EXPECT_FALSE(CRVInAppHandler::sharedInstance().onScreen());
+  EXPECT_EQ(inappEvents(), Value::parse(R"([{"subtype": "displayed", "cid": "L1"}, {"subtype": "tapped", "cid": "L1"}])"));
+}
+
+TEST_F(InAppLayouts, AnUnknownLayoutIsDismissedWithoutADisplay) {
+  // The model refuses unknown layouts, so the host meets one only through a campaign changed after it was built.
+  auto storyboard = Storyboard::load(*CRVUtil::sharedInstance().getStoryboard());
+  const auto host = std::dynamic_pointer_cast<CRVInAppViewController>(
+      instantiateViewControllerWithIdentifier(*storyboard, "CRVInAppViewControllerPop"));
+  ASSERT_NE(host, nullptr);
+  host->setInapp(CRVInAppMessage::initWithDictionary({{"cid", "x"}}));  // none: type 0
+  root()->presentViewController(host, false);
+  EXPECT_EQ(root()->presentedViewController(), nullptr);
+  EXPECT_TRUE(tp->log->contains("CorvanaSDK-Template not supported !"));
+  EXPECT_EQ(inappEvents(), Value::array());
+}
+
+}  // namespace
+}  // namespace corvana
