@@ -368,9 +368,9 @@ class CORVANA_EXPORT Window : public View {
   // The view a touch at this window point reaches: hit-tested in the top-most presented controller's view
   // (then the ones below it).
   std::shared_ptr<View> hitTestScreens(const Point& point);
-  // A tap at a window point: the hit view's button (the view or its nearest button ancestor) sends its
-  // touch-up-inside actions; otherwise the nearest view with a tap recognizer, from the hit view up, has them
-  // recognized. Answers the view that handled it, or none.
+  // A tap at a window point, on the screens as layoutScreens (which it runs first) lays them out: the hit view's
+  // button (the view or its nearest button ancestor) sends its touch-up-inside actions; otherwise the nearest view
+  // with a tap recognizer, from the hit view up, has them recognized. Answers the view that handled it, or none.
   std::shared_ptr<View> tapAt(const Point& point);
 
  private:
