@@ -51,7 +51,7 @@ std::shared_ptr<CRVIAImage> image(int32_t scaleType, std::optional<std::string> 
   return data;
 }
 
-std::shared_ptr<CRVIAClose> close(int32_t style, int32_t alignment) {
+std::shared_ptr<CRVIAClose> closeRecord(int32_t style, int32_t alignment) {
   auto data = std::make_shared<CRVIAClose>();
   data->setStyle(style), data->setLayoutAlignment(alignment), data->setColor("#F00"), data->setFrequency(4);
   data->setCampaingId("c1"), data->setAction("close");
@@ -217,7 +217,7 @@ TEST_F(DataBinder, CloseButtonPlacementByLayoutStyleAndAlignment) {
     auto controller = std::make_shared<ViewController>();
     const auto root = controller->view();
     root->addSubview(std::make_shared<View>());
-    const auto button = binder().bindCloseButtonViewControllerLayout(close(c.style, c.alignment), controller, c.layout);
+    const auto button = binder().bindCloseButtonViewControllerLayout(closeRecord(c.style, c.alignment), controller, c.layout);
     ASSERT_TRUE(button);
     EXPECT_EQ(std::tuple(button->style(), button->color(), button->tag(), root->subviews().back()),
               std::tuple(c.style, kRed, kCloseButtonTag, std::static_pointer_cast<View>(button)));
@@ -246,7 +246,7 @@ TEST_F(DataBinder, TapsReachTheHandlerAndDismissTheCampaign) {
     host->view()->addSubview(label);
     binder().bindTextWithData(label, text(14, false, false, 0, "www.corvana.io/deal"));
     setCrvMessage(*label, host);
-    const std::shared_ptr<View> button = binder().bindCloseButtonViewControllerLayout(close(1, 0), host, 104);
+    const std::shared_ptr<View> button = binder().bindCloseButtonViewControllerLayout(closeRecord(1, 0), host, 104);
     window->layoutScreens();
     EXPECT_EQ(button->frame(), makeRect(375 - 48, 0, 48, 48));
     EXPECT_EQ(handler().tapGestureRecognizerSet().size(), 1u);
