@@ -1,9 +1,11 @@
 #include "inapp/CRVInAppHandler.h"
 
+#include "corvana/platform.h"
 #include "events/CRVDataManager.h"
 #include "events/CRVEventLogger.h"
 #include "inapp/CRVInAppMessage.h"
 #include "inapp/CRVResource.h"
+#include "inapp/ui/ViewExtra.h"
 #include "util/CRVUtil.h"
 
 namespace corvana {
@@ -67,7 +69,12 @@ void CRVInAppHandler::processAction(CRVTapContext& tap) {
       break;
   }
 
-  if (const auto controller = tap.crvMessage.lock()) controller->dismissViewControllerAnimated(false);
+  if (const auto controller = tap.crvMessage.lock()) {
+    controller->dismissViewControllerAnimated(false);
+    // Let go of from the main queue: the recognizer that reported this tap may still be running.
+    Platform::current().mainQueue->async([released = std::move(tapGestureRecognizerSet_)] {});
+    tapGestureRecognizerSet_.clear();
+  }
   tap.crvMessage.reset();
   onScreen_.store(false);
 
@@ -75,6 +82,32 @@ void CRVInAppHandler::processAction(CRVTapContext& tap) {
     CRVUtil& util = CRVUtil::sharedInstance();
     util.openUrl(util.getFormatedUrl(*tap.crvAction));
   }
+}
+
+void CRVInAppHandler::processAction(View& view) {
+  // Dismissing may let go of the last owner of the view.
+  const std::shared_ptr<View> keep = view.weak_from_this().lock();
+  CRVTapContext tap = tapContextOf(view);
+  processAction(tap);
+  setCrvMessage(view, nullptr);
+}
+
+void CRVInAppHandler::buttonAction(Button& sender) { processAction(sender); }
+
+void CRVInAppHandler::imageAction(TapGestureRecognizer& recognizer) {
+  if (const auto view = recognizer.view()) {
+    processAction(*view);
+    return;
+  }
+  CRVTapContext none;
+  processAction(none);
+}
+
+std::shared_ptr<TapGestureRecognizer> CRVInAppHandler::getTappedGestureRecognizer() {
+  auto recognizer = std::make_shared<TapGestureRecognizer>(
+      [this](TapGestureRecognizer& tapped) { imageAction(tapped); });
+  tapGestureRecognizerSet_.push_back(recognizer);
+  return recognizer;
 }
 
 void CRVInAppHandler::updateResourceWith(const CRVTapContext& tap, int32_t enable) {

@@ -15,8 +15,10 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "corvana/value.h"
+#include "corvana/view.h"
 #include "inapp/CRVTapContext.h"
 
 namespace corvana {
@@ -35,8 +37,23 @@ class CRVInAppHandler {
   // Told the name of every session that starts: the app session re-arms the campaigns shown once per session.
   void currentSession(const std::string& sessionName);
   // Handles a tap on a shown campaign's element (main thread): reports "tapped", applies the campaign's
-  // display frequency, dismisses the campaign and follows the element's action unless it is "close".
+  // display frequency, dismisses the campaign (letting go of the tap recognizers) and follows the element's
+  // action unless it is "close".
   void processAction(CRVTapContext& tap);
+  // The same for a tapped view, with the tap context attached to it; the view's crvMessage is cleared.
+  void processAction(View& view);
+  // The target of the campaign's buttons (touch-up-inside).
+  void buttonAction(Button& sender);
+  // The action of the recognizers made by getTappedGestureRecognizer: processes a tap on the recognizer's view
+  // (one without a view counts as a tap without context).
+  void imageAction(TapGestureRecognizer& recognizer);
+  // A new tap recognizer whose action is imageAction, kept in tapGestureRecognizerSet until the campaign is
+  // dismissed. Main thread only.
+  std::shared_ptr<TapGestureRecognizer> getTappedGestureRecognizer();
+  // The recognizers made while the current campaign is shown. Main thread only.
+  const std::vector<std::shared_ptr<TapGestureRecognizer>>& tapGestureRecognizerSet() const {
+    return tapGestureRecognizerSet_;
+  }
   // Writes `enable` for the tapped element's campaign and refills the trigger table.
   void updateResourceWith(const CRVTapContext& tap, int32_t enable);
 
@@ -63,6 +80,9 @@ class CRVInAppHandler {
   std::shared_ptr<CRVInAppMessage> message_;  // under monitor_
   // Set under monitor_ when a campaign is shown; cleared by a tap on the main thread.
   std::atomic<bool> onScreen_{false};
+
+  // Touched on the main thread only.
+  std::vector<std::shared_ptr<TapGestureRecognizer>> tapGestureRecognizerSet_;
 
   std::mutex tableMutex_;
   std::optional<TriggerTable> crvInappEvents_;  // under tableMutex_

@@ -24,6 +24,8 @@ struct CRVTapContext {
   std::optional<std::string> crvAction;
   // The controller showing the campaign; not owned, since the controller owns the element.
   std::weak_ptr<ViewController> crvMessage;
+  // The element's message-type tag; 0 when unset.
+  int32_t crvMassageType = 0;
 };
 
 }  // namespace corvana

@@ -1,0 +1,93 @@
+// The close button's glyph: its geometry per style, the gradient's colours, and the pixels it draws.
+
+#include <gtest/gtest.h>
+
+#include "corvana/render.h"
+#include "inapp/ui/CRVCloseButton.h"
+#include "support/ViewChecks.h"
+
+namespace corvana {
+namespace {
+
+using test::rgba255;
+const Color kRed{1, 0, 0, 1}, kBlue{0, 0, 1, 1};
+
+TEST(CloseButton, GeometryOfEachStyleInA64PointSquare) {
+  const struct {
+    int32_t style;
+    double ring, length, width;
+    bool filled, gradient;
+  } cases[] = {{1, 6, 24, 3, true, false}, {2, 0, 24, 3, true, false}, {3, 0, 24, 3, false, true},
+               {4, 6, 24, 3, false, true}, {5, 0, 33.6, 5.88, false, false}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.style);
+    const CloseGlyphGeometry g = closeGlyphGeometry(makeRect(0, 0, 64, 64), c.style, kBlue);
+    EXPECT_EQ(g.circle, makeRect(8, 8, 48, 48));
+    EXPECT_EQ(g.centre, (Point{32, 32}));
+    EXPECT_EQ(g.ringWidth, c.ring);
+    EXPECT_NEAR(g.crossLength, c.length, 1e-12);
+    EXPECT_NEAR(g.crossWidth, c.width, 1e-12);
+    EXPECT_EQ(g.crossColor, c.style == 5 ? kBlue : Color::white());
+    EXPECT_EQ(std::pair(g.filled, g.gradient), std::pair(c.filled, c.gradient));
+    if (c.gradient) EXPECT_EQ(std::pair(g.gradientStart, g.gradientEnd), std::pair(Point{32, 8 + c.ring}, Point{32, 56 - c.ring}));
+  }
+  // The circle's width stands for both axes of the centre.
+  const CloseGlyphGeometry wide = closeGlyphGeometry(makeRect(0, 0, 100, 60), 1, kRed);
+  EXPECT_EQ(std::tuple(wide.circle, wide.centre, wide.ringWidth), std::tuple(makeRect(8, 8, 84, 44), Point{50, 50}, 10.5));
+}
+
+TEST(CloseButton, GradientBrightnessIsClampedThenSpread) {
+  const struct {
+    Color color;
+    std::string top, bottom;
+  } cases[] = {{{0.95, 0.95, 0.95, 1}, "255,255,255,255", "179,179,179,255"},  // 1.0 .. 0.7
+               {{0.05, 0.05, 0.05, 1}, "77,77,77,255", "0,0,0,255"},          // 0.3 .. 0.0
+               {{0.5, 0, 0, 0.4}, "166,0,0,255", "89,0,0,255"}};              // 0.65 .. 0.35, opaque
+  for (const auto& c : cases) {
+    for (int32_t style : {3, 4}) {
+      const CloseGlyphGeometry g = closeGlyphGeometry(makeRect(0, 0, 64, 64), style, c.color);
+      EXPECT_EQ(rgba255(g.gradientTop) + " " + rgba255(g.gradientBottom), c.top + " " + c.bottom);
+    }
+  }
+}
+
+TEST(CloseButton, DrawsDiscRingAndCrossPerStyle) {
+  EXPECT_EQ(CRVCloseButton::init()->className(), "CRVCloseButton");
+  EXPECT_EQ(std::pair(CRVCloseButton::init()->style(), CRVCloseButton::init()->color()), std::pair(1, Color::black()));
+  // Samples of a 64 x 64 button: the centre (on the cross), the ring at the top, inside the disc off the cross,
+  // the diagonal past the short cross's end (inside the long one's), a corner and the top margin (outside).
+  const std::string W = "255,255,255,255", R = "255,0,0,255", B = "0,0,255,255", none = "0,0,0,0";
+  const struct {
+    int32_t style;
+    Color color;
+    std::vector<std::string> pixels;
+  } cases[] = {{1, kRed, {W, W, R, R, none, none}},
+               {2, kRed, {W, R, R, R, none, none}},
+               {5, kBlue, {B, none, none, B, none, none}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.style);
+    auto button = CRVCloseButton::initWithFrameStyleAndColor(makeRect(0, 0, 64, 64), c.style, c.color);
+    const RenderedImage image = renderView(*button);
+    std::vector<std::string> pixels;
+    for (auto [x, y] : {std::pair{32, 32}, {32, 10}, {32, 20}, {42, 42}, {10, 10}, {32, 3}}) {
+      pixels.push_back(rgba255(image.pixelAt(x, y)));
+    }
+    EXPECT_EQ(pixels, c.pixels);
+  }
+  // The gradient runs from brightness 1.0 to 0.7 over the circle (8 .. 56), or inside the ring (14 .. 50).
+  for (auto [style, from, span] : {std::tuple{3, 8.0, 48.0}, {4, 14.0, 36.0}}) {
+    const auto button = CRVCloseButton::initWithFrameStyleAndColor(makeRect(0, 0, 64, 64), style, kRed);
+    const RenderedImage image = renderView(*button);
+    for (int y : {10, 16, 20, 44}) {
+      if (style == 4 && y == 10) continue;  // on the ring
+      const Color p = image.pixelAt(32, y);
+      EXPECT_NEAR(p.red, 1.0 - 0.3 * (y + 0.5 - from) / span, 1.5 / 255) << style << " " << y;
+      EXPECT_EQ(std::tuple(p.green, p.blue, p.alpha), std::tuple(0.0, 0.0, 1.0));
+    }
+    EXPECT_EQ(rgba255(image.pixelAt(32, 10)) == W, style == 4);
+    EXPECT_EQ(rgba255(image.pixelAt(32, 32)), W);
+  }
+}
+
+}  // namespace
+}  // namespace corvana

@@ -1,0 +1,328 @@
+// Binding component records to views: texts, buttons, backgrounds, images and the close button with their tap
+// context; pictures loaded from the resource cache into views by their exact class; taps that reach the handler.
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <utility>
+
+#include "corvana/cache.h"
+#include "events/CRVDataManager.h"
+#include "inapp/CRVInAppHandler.h"
+#include "inapp/ui/CRVCloseButton.h"
+#include "inapp/ui/CRVDataBinder.h"
+#include "inapp/ui/CRVIABackground.h"
+#include "inapp/ui/CRVIAClose.h"
+#include "inapp/ui/CRVIAImage.h"
+#include "inapp/ui/CRVIAPrimaryButton.h"
+#include "inapp/ui/CRVIASecondaryText.h"
+#include "inapp/ui/CRVScalableImageView.h"
+#include "inapp/ui/ViewExtra.h"
+#include "platform/LinuxApplication.h"
+#include "platform/PosixFiles.h"
+#include "support/ServiceProcess.h"
+#include "support/TestImages.h"
+#include "support/TestPlatform.h"
+#include "support/ViewChecks.h"
+#include "util/CRVUtil.h"
+#include "util/SettingsKeys.h"
+
+namespace corvana {
+namespace {
+
+const Color kRed{1, 0, 0, 1};
+constexpr const char* kImageNotFound = "CorvanaSDK-Image not found for message !";
+
+CRVDataBinder& binder() { return CRVDataBinder::sharedInstance(); }
+CRVInAppHandler& handler() { return CRVInAppHandler::sharedInstance(); }
+
+std::shared_ptr<CRVIASecondaryText> text(int size, bool bold, bool italic, int32_t alignment,
+                                         std::optional<std::string> action = std::nullopt) {
+  auto data = std::make_shared<CRVIASecondaryText>();
+  data->setSize(size), data->setBold(bold), data->setItalic(italic), data->setAlignment(alignment);
+  data->setText("Hello"), data->setColor("#F00"), data->setCampaingId("c1"), data->setAction(action);
+  return data;
+}
+
+std::shared_ptr<CRVIAImage> image(int32_t scaleType, std::optional<std::string> action = std::nullopt) {
+  auto data = std::make_shared<CRVIAImage>();
+  data->setScale_type(scaleType), data->setRadius(6.9), data->setBorderWidth("3"), data->setBorderColor("#F00");
+  data->setCampaingId("c1"), data->setAction(action);
+  return data;
+}
+
+std::shared_ptr<CRVIAClose> closeRecord(int32_t style, int32_t alignment) {
+  auto data = std::make_shared<CRVIAClose>();
+  data->setStyle(style), data->setLayoutAlignment(alignment), data->setColor("#F00"), data->setFrequency(4);
+  data->setCampaingId("c1"), data->setAction("close");
+  return data;
+}
+
+class DataBinder : public testing::Test {
+ protected:
+  void SetUp() override {
+    tp = &test::installTestPlatform();
+    CRVUtil::setBoolForKey(true, kKeyInitReport);
+  }
+  // The "tapped" reports stored so far, as their campaign ids.
+  std::vector<std::string> tappedCampaigns() {
+    std::vector<std::string> ids;
+    CRVDataManager::sharedInstance().getEventsDataWith([&](const std::string& events, const std::vector<int64_t>&) {
+      for (size_t start = 0; start < events.size();) {
+        const size_t end = std::min(events.find('\n', start), events.size());
+        const Value event = Value::parse(events.substr(start, end - start));
+        if (event["event_type"] == "inapp") ids.push_back(event["inapp"]["cid"].get<std::string>());
+        start = end + 1;
+      }
+    });
+    return ids;
+  }
+  test::TestPlatform* tp = nullptr;
+};
+
+TEST_F(DataBinder, TextLinesFontsAlignmentAndContext) {
+  const Font preset{17, false, false};
+  const struct {
+    int size;
+    bool bold, italic, underline;
+    int32_t alignment;
+    int lines;
+    Font font;
+    TextAlignment aligned;
+  } cases[] = {
+      {31, true, false, false, CRVAlignmentCenter, 1, {31, true, false}, TextAlignment::Center},
+      {30, false, true, true, CRVAlignmentStart, 2, {30, false, true}, TextAlignment::Left},
+      {21, true, true, false, CRVAlignmentEnd, 2, {21, true, true}, TextAlignment::Right},
+      {20, false, false, true, 0, 3, {20, false, false}, TextAlignment::Justified},  // alignment kept
+      {8, false, false, false, 102, 3, {8, false, false}, TextAlignment::Justified},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.size);
+    auto label = std::make_shared<Label>();
+    label->setFont(preset), label->setTextAlignment(TextAlignment::Justified), label->setUserInteractionEnabled(false);
+    auto data = text(c.size, c.bold, c.italic, c.alignment);
+    data->setUnderline(c.underline);
+    binder().bindTextWithData(label, data);
+    EXPECT_EQ(std::tuple(label->numberOfLines(), label->underlineStyle(), label->font(), label->textAlignment()),
+              std::tuple(c.lines, c.underline ? 1 : 0, c.font, c.aligned));
+    EXPECT_EQ(std::tuple(label->text(), label->textColor(), crvButtonType(*label), crvCampaignId(*label)),
+              std::tuple("Hello", kRed, kCRVButtonTypeContent, std::optional<std::string>("c1")));
+    // Without an action: no recognizer and interaction as the view had it.
+    EXPECT_EQ(std::tuple(crvAction(*label), label->gestureRecognizers().size(), label->isUserInteractionEnabled()),
+              std::tuple(std::nullopt, 0u, false));
+  }
+  auto tappable = std::make_shared<Label>();
+  tappable->setUserInteractionEnabled(false);
+  binder().bindTextWithData(tappable, text(14, false, false, 0, "www.corvana.io"));
+  EXPECT_EQ(std::pair(crvAction(*tappable), tappable->isUserInteractionEnabled()),
+            std::pair(std::optional<std::string>("www.corvana.io"), true));
+  ASSERT_EQ(tappable->gestureRecognizers().size(), 1u);
+  EXPECT_EQ(tappable->gestureRecognizers()[0]->view(), tappable);
+  EXPECT_EQ(handler().tapGestureRecognizerSet(), tappable->gestureRecognizers());
+}
+
+TEST_F(DataBinder, ButtonStylesBordersGradientAndTarget) {
+  const struct {
+    int32_t style;
+    double height, radius;
+    bool gradient, border;
+    std::optional<std::string> color;
+  } cases[] = {
+      {0, 40, 4, false, false, std::nullopt},  // preset radius 4 kept
+      {1, 40, 4, true, true, "#F00"},
+      {2, 40, 10, false, true, "#F00"},
+      {3, 40, 20, true, false, std::nullopt},
+      {3, 0, 0, false, false, "#F00"},  // pill of a button not yet sized
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.style << " " << c.height);
+    auto button = std::make_shared<Button>(makeRect(0, 0, 120, c.height));
+    button->layer().cornerRadius = 4;
+    auto data = std::make_shared<CRVIAPrimaryButton>();
+    data->setStyle(c.style), data->setGradient(c.gradient), data->setBorder(c.border), data->setColor(c.color);
+    data->setText("Go"), data->setTextColor("#FFF"), data->setTextSize("15"), data->setBold(true);
+    data->setItalic(true), data->setUnderline(true), data->setCampaingId("c2");
+    binder().bindButtonWithData(button, data);
+    EXPECT_EQ(std::tuple(button->title(), button->titleColor(), button->titleLabel()->font(),
+                         button->titleLabel()->underlineStyle()),
+              std::tuple("Go", Color::white(), Font{15, true, true}, 1));
+    const std::optional<Color> white = Color::white(), red = kRed, none;
+    EXPECT_EQ(std::tuple(button->layer().cornerRadius, button->layer().borderWidth, button->layer().borderColor,
+                         button->backgroundColor()),
+              std::tuple(c.radius, c.border ? 2.0 : 0.0, c.border ? white : none, c.color ? red : none));
+    // The bundle's white gloss: 1 x 44, alpha 153 at the top, clear at the bottom.
+    const auto gloss = button->backgroundImage();
+    EXPECT_EQ(gloss ? std::tuple(gloss->size(), gloss->rgba()[3], gloss->rgba().back()) : std::tuple(Size{}, 0, 0),
+              c.gradient ? std::tuple(Size{1, 44}, 153, 0) : std::tuple(Size{}, 0, 0));
+    // The handler is the target even without an action.
+    EXPECT_EQ(std::tuple(button->targetCount(), crvAction(*button), crvButtonType(*button), crvCampaignId(*button)),
+              std::tuple(1u, std::nullopt, kCRVButtonTypeContent, std::optional<std::string>("c2")));
+  }
+}
+
+TEST_F(DataBinder, BackgroundAndImageBordersScalingAndTaps) {
+  auto card = std::make_shared<View>();
+  auto background = std::make_shared<CRVIABackground>();
+  background->setRadius(12.7), background->setBorderColor("#F00"), background->setBorderWidth(2.5);
+  background->setColor(""), background->setCampaingId("c3"), background->setAction("www.a.b");
+  binder().bindBackgroundWithData(card, background);
+  // Numbers are read as integers; an empty colour is not applied.
+  EXPECT_EQ(std::tuple(card->layer().cornerRadius, card->layer().borderWidth, card->layer().borderColor,
+                       card->backgroundColor()),
+            std::tuple(12.0, 2.0, std::optional(kRed), std::nullopt));
+  EXPECT_EQ(std::tuple(crvAction(*card), card->gestureRecognizers().size(), crvCampaignId(*card)),
+            std::tuple(std::optional<std::string>("www.a.b"), 1u, std::optional<std::string>("c3")));
+
+  // A plain image view gets the border on itself; a scalable one around its inner picture.
+  auto plain = std::make_shared<ImageView>();
+  binder().bindImageWithData(plain, image(CRVScaleTypeWidth, "www.a.b"));
+  EXPECT_EQ(std::tuple(plain->layer().cornerRadius, plain->layer().borderWidth, plain->gestureRecognizers().size()),
+            std::tuple(6.0, 3.0, 1u));
+
+  // Scaling starts from width off, height on; style 3 (the default) leaves it.
+  const struct {
+    int32_t style, scaleType;
+    bool width, height;
+  } cases[] = {
+      {1, CRVScaleTypeWidth, true, false}, {1, CRVScaleTypeHeight, false, true}, {1, CRVScaleTypeBoth, true, true},
+      {1, 0, false, true},                 {2, CRVScaleTypeWidth, true, true},   {3, CRVScaleTypeBoth, false, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.style << " " << c.scaleType);
+    auto scalable = CRVScalableImageView::initWithFrame(makeRect(0, 0, 50, 50));
+    scalable->updateWidthHeight(false, true);
+    binder().bindImageWithDataWithStyle(scalable, image(c.scaleType), c.style);
+    EXPECT_EQ(std::pair(scalable->scaleWidth(), scalable->scaleHeight()), std::pair(c.width, c.height));
+    ASSERT_TRUE(scalable->borderView());
+    EXPECT_EQ(std::tuple(scalable->borderWidth(), scalable->borderView()->layer().cornerRadius,
+                         scalable->layer().borderWidth, scalable->gestureRecognizers().size(), crvButtonType(*scalable)),
+              std::tuple(3.0, 6.0, 0.0, 0u, kCRVButtonTypeContent));
+  }
+}
+
+TEST_F(DataBinder, CloseButtonPlacementByLayoutStyleAndAlignment) {
+  const struct {
+    int32_t layout, style, alignment;
+    std::string side, top;
+  } cases[] = {
+      {101, 1, CRVAlignmentStart, "button.Leading = root.Leading * 1 + -16", "-16"},
+      {103, 4, CRVAlignmentEnd, "button.Trailing = root.Trailing * 1 + 16", "-16"},
+      {102, 2, CRVAlignmentCenter, "button.Trailing = root.Trailing * 1 + 16", "-16"},  // no centred close button
+      {101, 5, CRVAlignmentStart, "button.Leading = root.Leading * 1 + 0", "0"},        // style 5 sits in the corner
+      {104, 1, CRVAlignmentStart, "button.Leading = root.Leading * 1 + 0", "0"},
+      {106, 3, CRVAlignmentCenter, "button.Trailing = root.Trailing * 1 + 0", "0"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(testing::Message() << c.layout << " style" << c.style << " " << c.alignment);
+    auto controller = std::make_shared<ViewController>();
+    const auto root = controller->view();
+    root->addSubview(std::make_shared<View>());
+    const auto button = binder().bindCloseButtonViewControllerLayout(closeRecord(c.style, c.alignment), controller, c.layout);
+    ASSERT_TRUE(button);
+    EXPECT_EQ(std::tuple(button->style(), button->color(), button->tag(), root->subviews().back()),
+              std::tuple(c.style, kRed, kCloseButtonTag, std::static_pointer_cast<View>(button)));
+    EXPECT_EQ(std::pair(button->translatesAutoresizingMaskIntoConstraints(), button->targetCount()),
+              std::pair(false, 1u));
+    const CRVTapContext tap = tapContextOf(*button);
+    EXPECT_EQ(std::tuple(tap.crvButtonType, tap.crvFrequency, tap.crvMessage.lock(), tap.crvAction, tap.crvCampaignId),
+              std::tuple(kCRVButtonTypeClose, 4, std::static_pointer_cast<ViewController>(controller),
+                         std::optional<std::string>("close"), std::optional<std::string>("c1")));
+    auto name = [&](const std::shared_ptr<View>& item) { return item == root ? "root" : "button"; };
+    EXPECT_EQ(test::describe(root->constraints(), name),
+              (std::vector<std::string>{c.side + " @1000", "button.Top = root.Top * 1 + " + c.top + " @1000",
+                                        "button.Width = 48 @1000", "button.Height = 48 @1000"}));
+  }
+}
+
+TEST_F(DataBinder, TapsReachTheHandlerAndDismissTheCampaign) {
+  auto* app = dynamic_cast<LinuxApplication*>(Platform::current().application.get());
+  const auto window = Platform::current().ui->keyWindow();
+  ASSERT_TRUE(app && window);
+  for (const bool onText : {true, false}) {
+    SCOPED_TRACE(onText ? "text" : "close button");
+    auto host = std::make_shared<ViewController>();
+    window->rootViewController()->presentViewController(host, false);
+    auto label = std::make_shared<Label>(makeRect(20, 200, 200, 40));
+    host->view()->addSubview(label);
+    binder().bindTextWithData(label, text(14, false, false, 0, "www.corvana.io/deal"));
+    setCrvMessage(*label, host);
+    const std::shared_ptr<View> button = binder().bindCloseButtonViewControllerLayout(closeRecord(1, 0), host, 104);
+    window->layoutScreens();
+    EXPECT_EQ(button->frame(), makeRect(375 - 48, 0, 48, 48));
+    EXPECT_EQ(handler().tapGestureRecognizerSet().size(), 1u);
+
+    const std::shared_ptr<View> tapped = window->tapAt(onText ? Point{100, 220} : Point{350, 24});
+    const std::shared_ptr<View> other = onText ? button : label;
+    EXPECT_EQ(tapped, onText ? label : button);
+    EXPECT_EQ(window->rootViewController()->presentedViewController(), nullptr);
+    EXPECT_TRUE(handler().tapGestureRecognizerSet().empty());
+    EXPECT_EQ(std::pair(crvMessage(*tapped), crvMessage(*other)), std::pair(std::shared_ptr<ViewController>(), host));
+    Platform::current().mainQueue->drain();
+  }
+  EXPECT_EQ(tappedCampaigns(), (std::vector<std::string>{"c1", "c1"}));
+  EXPECT_EQ(app->openedURLs(), (std::vector<std::string>{"http://www.corvana.io/deal"}));
+}
+
+// Pictures from files the test writes into the cache folder: given to each view by its exact class.
+TEST_F(DataBinder, PicturesGoToViewsByTheirExactClass) {
+  struct OtherImageView : ImageView {
+    std::string className() const override { return "OtherImageView"; }
+  };
+  const Data bytes = test::png(6);
+  posix::writeFileAtomically(cacheDir() + "/c1_pic.png", std::string(bytes.begin(), bytes.end()));
+  auto button = std::make_shared<Button>();
+  auto plain = std::make_shared<ImageView>();
+  auto scalable = CRVScalableImageView::initWithFrame(makeRect(0, 0, 10, 10));
+  auto other = std::make_shared<OtherImageView>();
+  auto closeButton = CRVCloseButton::init();
+  for (const std::shared_ptr<View>& view : std::initializer_list<std::shared_ptr<View>>{
+           button, plain, scalable, other, closeButton, std::make_shared<Label>()}) {
+    loadImageFromCampaignIdWithUri(view, "c1", "https://acme.corvana.test/a/pic.png");
+  }
+  Platform::current().globalQueue->waitUntilIdle();
+  Platform::current().mainQueue->drain();
+  auto sizeOf = [](const std::shared_ptr<Image>& image) { return image ? image->size() : Size{}; };
+  EXPECT_EQ((std::vector<Size>{sizeOf(button->backgroundImage()), sizeOf(plain->image()),
+                               sizeOf(scalable->scaledImageView()->image()), sizeOf(scalable->image()),
+                               sizeOf(other->image()), sizeOf(closeButton->backgroundImage())}),
+            (std::vector<Size>{{6, 6}, {6, 6}, {6, 6}, {}, {}, {}}));
+  EXPECT_EQ(tp->log->lines(), std::vector<std::string>{}) << "read from the file, not downloaded";
+
+  // The pending work keeps the view; a failed download leaves it as it is.
+  auto kept = std::make_shared<ImageView>();
+  const std::weak_ptr<View> watch = kept;
+  const std::string gone = "https://acme.corvana.test/a/gone.png";
+  loadImageFromCampaignIdWithUri(std::exchange(kept, nullptr), "c1", gone);
+  EXPECT_FALSE(watch.expired());
+  ASSERT_TRUE(tp->log->waitFor(kImageNotFound));
+  EXPECT_TRUE(test::eventually([&] { return watch.expired(); }));
+  EXPECT_EQ(tp->log->lines(), (std::vector<std::string>{"CorvanaSDK-Dowloading resource from: " + gone,
+                                                        "CorvanaSDK-Dowloading failed for resource : " + gone,
+                                                        kImageNotFound}));
+}
+
+TEST(DataBinderDownloads, ADeletedFileIsDownloadedAgainAndStored) {
+  test::TempDir serviceDir;
+  test::ServiceProcess service(serviceDir.path());
+  auto& tp = test::installTestPlatform(service.platformOptions());
+  const Data bytes = test::png(10);
+  service.serveImage("p/photo.png", bytes);
+  const std::string uri = service.baseUrl("acme") + "images/p/photo.png", file = cacheDir() + "/c5_photo.png";
+  for (int round = 0; round < 2; ++round) {
+    std::filesystem::remove(file);
+    tp.log->clear();
+    auto view = std::make_shared<ImageView>();
+    loadImageFromCampaignIdWithUri(view, "c5", uri);
+    ASSERT_TRUE(test::eventually([&] { return view->image() != nullptr; }));
+    EXPECT_EQ(view->image()->size(), (Size{10, 10}));
+    EXPECT_EQ(posix::readFile(file), std::string(bytes.begin(), bytes.end()));
+    EXPECT_EQ(tp.log->lines(), (std::vector<std::string>{"CorvanaSDK-Dowloading resource from: " + uri,
+                                                         "CorvanaSDK-Dowloaded resource from: " + uri + " of size : 0.37 KB"}));
+  }
+  size_t fetched = 0;
+  for (const Value& request : service.requests()["requests"]) fetched += request["path"] == "/images/p/photo.png";
+  EXPECT_EQ(fetched, 2u);
+}
+
+}  // namespace
+}  // namespace corvana
