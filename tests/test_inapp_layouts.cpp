@@ -15,6 +15,7 @@
 #include "inapp/ui/CRVIALayout.h"
 #include "inapp/ui/CRVInAppContainerView.h"
 #include "inapp/ui/CRVInAppViewController.h"
+#include "inapp/ui/CRVScalableImageView.h"
 #include "inapp/ui/ViewExtra.h"
 #include "platform/PosixFiles.h"
 #include "support/Campaigns.h"
@@ -84,6 +85,9 @@ std::map<std::string, std::string> boundOutlets(const CRVIALayout& layout) {
       bound[name] = "text " + label->text();
     } else if (const auto button = std::dynamic_pointer_cast<Button>(view); button && !button->title().empty()) {
       bound[name] = "button " + button->title();
+    } else if (const auto scalable = std::dynamic_pointer_cast<CRVScalableImageView>(view);
+               scalable && scalable->scaledImageView()->image()) {
+      bound[name] = "image " + std::to_string(scalable->scaledImageView()->image()->width());
     } else if (const auto image = std::dynamic_pointer_cast<ImageView>(view); image && image->image()) {
       bound[name] = "image " + std::to_string(image->image()->width());
     } else if (crvCampaignId(*view)) {
@@ -134,7 +138,9 @@ TEST_F(InAppLayouts, EachLayoutBindsItsRecordsAndPlacesItsCloseButton) {
       EXPECT_EQ(text->font(), (Font{30, true, false}));
     }
     // The margin of 12 moves the picture inward from the storyboard's distances.
-    if (c.layout == 1) EXPECT_EQ(layout->sceneViews().outlet<View>("image")->frame().minX(), 16 + 12);
+    if (c.layout == 1) {
+      EXPECT_EQ(layout->sceneViews().outlet<View>("image")->frame().minX(), 16 + 12);
+    }
 
     const RenderedImage screen = renderWindow(*window());
     ASSERT_EQ(screen.width, 375);

@@ -1,6 +1,7 @@
 #include "inapp/ui/CRVIALayout.h"
 
 #include "inapp/CRVInAppMessage.h"
+#include "inapp/ui/CRVCloseButton.h"
 #include "inapp/ui/CRVDataBinder.h"
 #include "inapp/ui/CRVIABackground.h"
 #include "inapp/ui/CRVIAClose.h"
@@ -56,22 +57,22 @@ void CRVIALayout::config(const std::shared_ptr<CRVInAppMessage>& inapp) {
   const auto bindBackground = [&] {
     if (!inapp->background()) return;
     if (const auto background = views.outlet<View>("background")) {
-      binder.bindBackground(background, *inapp->background());
+      binder.bindBackgroundWithData(background, inapp->background());
       tagForTaps(*background, true);
     }
   };
   const auto bindButton = [&](const char* outlet, const std::shared_ptr<CRVIAPrimaryButton>& record) {
     if (!record) return;
     if (const auto button = views.outlet<Button>(outlet)) {
-      binder.bindButton(button, *record);
+      binder.bindButtonWithData(button, record);
       tagForTaps(*button, true);
     }
   };
   const auto bindImage = [&](const char* outlet) {
     if (!inapp->image()) return;
-    const auto image = views.outlet<View>(outlet);
+    const auto image = views.outlet<ImageView>(outlet);
     if (!image) return;
-    binder.bindImageWithStyle(image, *inapp->image(), imageStyleOf(code_));
+    binder.bindImageWithDataWithStyle(image, inapp->image(), imageStyleOf(code_));
     // The full-size image of layout 4 dismisses the campaign like any other element, but carries no frequency.
     tagForTaps(*image, code_ != 104);
     // The margin moves the picture inward from the storyboard's own distances; it adds up on every config.
@@ -85,7 +86,7 @@ void CRVIALayout::config(const std::shared_ptr<CRVInAppMessage>& inapp) {
   };
   const auto bindText = [&](const char* outlet, const std::shared_ptr<CRVIAPrimaryText>& record) {
     const auto label = views.outlet<Label>(outlet);
-    if (label && record) binder.bindText(label, *record);
+    if (label && record) binder.bindTextWithData(label, record);
   };
 
   switch (code_) {
@@ -118,8 +119,7 @@ void CRVIALayout::config(const std::shared_ptr<CRVInAppMessage>& inapp) {
   }
 
   if (inapp->closeButton()) {
-    binder.bindCloseButton(*inapp->closeButton(), self, code_);
-    closeButton_ = std::dynamic_pointer_cast<Button>(view()->viewWithTag(kCloseButtonTag));
+    closeButton_ = binder.bindCloseButtonViewControllerLayout(inapp->closeButton(), self, code_);
   }
 }
 

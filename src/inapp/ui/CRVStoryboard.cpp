@@ -13,7 +13,7 @@ void CRVStoryboardController::loadView() {
 }
 
 std::shared_ptr<View> makeInAppView(const std::string& className, const Rect& frame) {
-  if (className == "CRVScalableImageView") return std::make_shared<CRVScalableImageView>(frame);
+  if (className == "CRVScalableImageView") return CRVScalableImageView::initWithFrame(frame);
   if (className == "CRVInAppContainerView") return std::make_shared<CRVInAppContainerView>(frame);
   return nullptr;
 }
