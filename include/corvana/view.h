@@ -201,7 +201,7 @@ class CORVANA_EXPORT View : public std::enable_shared_from_this<View> {
 
   // ---- Hierarchy ----
   const std::vector<std::shared_ptr<View>>& subviews() const { return subviews_; }
-  std::shared_ptr<View> superview() const { return superview_.lock(); }
+  std::shared_ptr<View> superview() const;
   // Adds the view on top of the others (moving it from its former superview).
   void addSubview(const std::shared_ptr<View>& view);
   void removeFromSuperview();
@@ -265,7 +265,9 @@ class CORVANA_EXPORT View : public std::enable_shared_from_this<View> {
   bool userInteractionEnabled_ = true;
   Layer layer_;
   std::vector<std::shared_ptr<View>> subviews_;
-  std::weak_ptr<View> superview_;
+  // Not owning; cleared by the superview's destructor. A raw pointer, so that a view can adopt subviews while it
+  // is being constructed (a button's title label), before any shared_ptr owns it.
+  View* superview_ = nullptr;
   bool translatesAutoresizingMask_ = true;
   std::vector<std::shared_ptr<LayoutConstraint>> constraints_;
   float compressionResistance_[2] = {kLayoutPriorityDefaultHigh, kLayoutPriorityDefaultHigh};
@@ -279,7 +281,8 @@ class CORVANA_EXPORT View : public std::enable_shared_from_this<View> {
 // A text on one or more lines; with an underlined attributed text, that text is shown underlined.
 class CORVANA_EXPORT Label : public View {
  public:
-  using View::View;
+  // Labels do not take touches unless user interaction is enabled on them.
+  explicit Label(Rect frame = {});
   std::string className() const override { return "Label"; }
   const std::string& text() const { return text_; }
   // Replaces the text and drops any attributed text.
@@ -298,7 +301,6 @@ class CORVANA_EXPORT Label : public View {
   void setNumberOfLines(int lines) { numberOfLines_ = lines; }
   // Measured with the same text engine that draws it.
   Size intrinsicContentSize() const override;
-  std::shared_ptr<View> hitTest(const Point& point) override;
   void drawRect(cairo_t* context, const Rect& rect) override;
 
  private:
@@ -312,7 +314,8 @@ class CORVANA_EXPORT Label : public View {
 
 class CORVANA_EXPORT ImageView : public View {
  public:
-  using View::View;
+  // Image views do not take touches unless user interaction is enabled on them.
+  explicit ImageView(Rect frame = {});
   std::string className() const override { return "ImageView"; }
   std::shared_ptr<Image> image() const { return image_; }
   virtual void setImage(std::shared_ptr<Image> image) { image_ = std::move(image); }
@@ -365,9 +368,9 @@ class CORVANA_EXPORT Window : public View {
   // The view a touch at this window point reaches: hit-tested in the top-most presented controller's view
   // (then the ones below it).
   std::shared_ptr<View> hitTestScreens(const Point& point);
-  // A tap at a window point: the hit view's button (the view or its nearest button ancestor) sends its
-  // touch-up-inside actions; otherwise the nearest view with a tap recognizer, from the hit view up, has them
-  // recognized. Answers the view that handled it, or none.
+  // A tap at a window point, on the screens as layoutScreens (which it runs first) lays them out: the hit view's
+  // button (the view or its nearest button ancestor) sends its touch-up-inside actions; otherwise the nearest view
+  // with a tap recognizer, from the hit view up, has them recognized. Answers the view that handled it, or none.
   std::shared_ptr<View> tapAt(const Point& point);
 
  private:

@@ -1,0 +1,490 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "corvana/view.h"
+#include "corvana/view_controller.h"
+#include "support/TestImages.h"
+#include "support/TestPlatform.h"
+
+namespace corvana {
+namespace {
+
+using A = LayoutAttribute;
+using R = LayoutRelation;
+
+std::shared_ptr<LayoutConstraint> make(const std::shared_ptr<View>& item, A attribute, R relation,
+                                       const std::shared_ptr<View>& to, A toAttribute, double multiplier,
+                                       double constant, float priority = kLayoutPriorityRequired) {
+  auto constraint = LayoutConstraint::constraintWithItem(item, attribute, relation, to, toAttribute, multiplier,
+                                                         constant);
+  constraint->setPriority(priority);
+  return constraint;
+}
+// item.attribute == to.attribute + constant
+std::shared_ptr<LayoutConstraint> equal(const std::shared_ptr<View>& item, A attribute,
+                                        const std::shared_ptr<View>& to, double constant = 0,
+                                        float priority = kLayoutPriorityRequired) {
+  return make(item, attribute, R::Equal, to, attribute, 1, constant, priority);
+}
+std::shared_ptr<LayoutConstraint> fixed(const std::shared_ptr<View>& item, A attribute, double constant,
+                                        R relation = R::Equal) {
+  return make(item, attribute, relation, nullptr, A::NotAnAttribute, 1, constant);
+}
+
+template <typename T = View>
+std::shared_ptr<T> constrained(const std::shared_ptr<View>& parent, Rect frame = {}) {
+  auto view = std::make_shared<T>(frame);
+  view->setTranslatesAutoresizingMaskIntoConstraints(false);
+  parent->addSubview(view);
+  return view;
+}
+
+std::shared_ptr<View> container(double width = 300, double height = 200) {
+  return std::make_shared<View>(makeRect(0, 0, width, height));
+}
+
+// ---- Constraints ----------------------------------------------------------------------------------------------
+
+TEST(ViewLayout, CommonPlacementsInAContainer) {
+  using Build = void (*)(const std::shared_ptr<View>& box, const std::shared_ptr<View>& view);
+  const std::pair<Build, Rect> cases[] = {
+      // Pinned to all four edges with insets.
+      {[](const auto& box, const auto& v) {
+         box->addConstraints({equal(v, A::Leading, box, 10), equal(v, A::Trailing, box, -20),
+                              equal(v, A::Top, box, 5), equal(v, A::Bottom, box, -15)});
+       },
+       makeRect(10, 5, 270, 180)},
+      // Fixed size, centred.
+      {[](const auto& box, const auto& v) {
+         v->addConstraints({fixed(v, A::Width, 100), fixed(v, A::Height, 50)});
+         box->addConstraints({equal(v, A::CenterX, box), equal(v, A::CenterY, box)});
+       },
+       makeRect(100, 75, 100, 50)},
+      // A 48 x 48 close button at the top-trailing corner, half outside.
+      {[](const auto& box, const auto& v) {
+         v->addConstraints({fixed(v, A::Width, 48), fixed(v, A::Height, 48)});
+         box->addConstraints({equal(v, A::Trailing, box, 16), equal(v, A::Top, box, -16)});
+       },
+       makeRect(268, -16, 48, 48)},
+      // The same corner inside, as offsets -16 / +16.
+      {[](const auto& box, const auto& v) {
+         v->addConstraints({fixed(v, A::Width, 48), fixed(v, A::Height, 48)});
+         box->addConstraints({equal(v, A::Right, box, -16), equal(v, A::Top, box, 16)});
+       },
+       makeRect(236, 16, 48, 48)},
+      // Width = superview width at 999, height = superview height at 250, width = 2 x height required.
+      {[](const auto& box, const auto& v) {
+         v->addConstraint(make(v, A::Width, R::Equal, v, A::Height, 2, 0));
+         box->addConstraints({equal(v, A::Width, box, 0, 999), equal(v, A::Height, box, 0, 250),
+                              equal(v, A::CenterX, box), equal(v, A::CenterY, box)});
+       },
+       makeRect(0, 25, 300, 150)},
+      // The priorities swapped: the height wins, the width follows the ratio (and overflows).
+      {[](const auto& box, const auto& v) {
+         v->addConstraint(make(v, A::Width, R::Equal, v, A::Height, 2, 0));
+         box->addConstraints({equal(v, A::Width, box, 0, 250), equal(v, A::Height, box, 0, 999),
+                              equal(v, A::CenterX, box), equal(v, A::CenterY, box)});
+       },
+       makeRect(-50, 0, 400, 200)},
+      // Aspect fit of a tall picture: the required "height <= superview height" reaches the width through the ratio.
+      {[](const auto& box, const auto& v) {
+         v->addConstraint(make(v, A::Width, R::Equal, v, A::Height, 0.5, 0));
+         box->addConstraints({equal(v, A::Width, box, 0, 999),
+                              make(v, A::Height, R::LessThanOrEqual, box, A::Height, 1, 0),
+                              equal(v, A::CenterX, box), equal(v, A::CenterY, box)});
+       },
+       makeRect(100, 0, 100, 200)},
+      // A stronger constraint wins over a weaker one added first; position from a multiplier.
+      {[](const auto& box, const auto& v) {
+         auto weak = fixed(v, A::Width, 200);
+         weak->setPriority(500);
+         v->addConstraints({weak, fixed(v, A::Width, 120), fixed(v, A::Height, 10)});
+         box->addConstraints({make(v, A::CenterX, R::Equal, box, A::CenterX, 0.5, 0), equal(v, A::Bottom, box)});
+       },
+       makeRect(15, 190, 120, 10)},
+      // Inequalities clamp: at least 120 wide where the frame had 50; at most 30 high where a weaker rule asks 80.
+      {[](const auto& box, const auto& v) {
+         auto tall = fixed(v, A::Height, 80);
+         tall->setPriority(kLayoutPriorityDefaultHigh);
+         v->addConstraints({fixed(v, A::Width, 120, R::GreaterThanOrEqual), tall,
+                            fixed(v, A::Height, 30, R::LessThanOrEqual)});
+         box->addConstraints({equal(v, A::Left, box, 1), equal(v, A::Top, box, 2)});
+       },
+       makeRect(1, 2, 120, 30)},
+      // Nothing on an axis: the view keeps its frame there.
+      {[](const auto& box, const auto& v) { box->addConstraint(equal(v, A::Left, box, 40)); },
+       makeRect(40, 7, 50, 60)},
+  };
+  int index = 0;
+  for (const auto& [build, expected] : cases) {
+    SCOPED_TRACE(index++);
+    const auto box = container();
+    const auto view = constrained(box, makeRect(3, 7, 50, 60));
+    build(box, view);
+    box->layoutIfNeeded();
+    EXPECT_EQ(view->frame(), expected);
+  }
+}
+
+TEST(ViewLayout, SiblingsDescendantsAndTranslatedViews) {
+  const auto root = container(400, 400);
+  // A translated panel keeps its frame; its constrained child is placed against the root through it.
+  const auto panel = std::make_shared<View>(makeRect(50, 60, 200, 100));
+  root->addSubview(panel);
+  const auto inner = constrained(panel);
+  root->addConstraints({equal(inner, A::Left, root, 10), equal(inner, A::Top, root, 20)});
+  inner->addConstraints({fixed(inner, A::Width, 30), fixed(inner, A::Height, 40)});
+  // A sibling stacked under the inner view, 8 points apart, as wide as it.
+  const auto below = constrained(panel);
+  panel->addConstraints({make(below, A::Top, R::Equal, inner, A::Bottom, 1, 8), equal(below, A::Leading, inner),
+                         equal(below, A::Width, inner), fixed(below, A::Height, 5)});
+  // An ancestor sized by its descendant: the box hugs the view inside it with a margin of 4.
+  const auto box = constrained(root);
+  const auto content = constrained(box);
+  content->addConstraints({fixed(content, A::Width, 70), fixed(content, A::Height, 20)});
+  box->addConstraints({equal(content, A::Leading, box, 4), equal(content, A::Top, box, 4),
+                       equal(box, A::Trailing, content, 4), equal(box, A::Bottom, content, 4)});
+  root->addConstraints({equal(box, A::Right, root), equal(box, A::Bottom, root)});
+
+  root->layoutIfNeeded();
+  EXPECT_EQ(panel->frame(), makeRect(50, 60, 200, 100));
+  EXPECT_EQ(inner->frame(), makeRect(-40, -40, 30, 40));
+  EXPECT_EQ(below->frame(), makeRect(-40, 8, 30, 5));
+  EXPECT_EQ(box->frame(), makeRect(322, 372, 78, 28));
+  EXPECT_EQ(content->frame(), makeRect(4, 4, 70, 20));
+}
+
+TEST(ViewLayout, ChangedConstantsRemovedConstraintsAndGoneItems) {
+  const auto box = container();
+  const auto view = constrained(box);
+  const auto leading = equal(view, A::Leading, box, 16);
+  box->addConstraints({leading, equal(view, A::Trailing, box, -16), equal(view, A::Top, box, 16),
+                       equal(view, A::Bottom, box, -16)});
+  box->layoutIfNeeded();
+  EXPECT_EQ(view->frame(), makeRect(16, 16, 268, 168));
+  leading->setConstant(40);
+  box->layoutIfNeeded();
+  EXPECT_EQ(view->frame(), makeRect(40, 16, 244, 168));
+  box->removeConstraint(leading);
+  view->addConstraint(fixed(view, A::Width, 100));
+  box->layoutIfNeeded();
+  EXPECT_EQ(view->frame(), makeRect(184, 16, 100, 168));
+
+  // A constraint whose item is gone counts for nothing.
+  auto other = std::make_shared<View>(makeRect(0, 0, 10, 10));
+  box->addConstraint(equal(view, A::Height, other, 0, 999));
+  other.reset();
+  box->layoutIfNeeded();
+  EXPECT_EQ(view->frame(), makeRect(184, 16, 100, 168));
+
+  // Taking a view out of its superview drops the constraints its former ancestors held on it.
+  view->removeFromSuperview();
+  EXPECT_TRUE(box->constraints().empty());
+}
+
+TEST(ViewLayout, IntrinsicSizesAndLabelsWrapAtTheirWidth) {
+  const auto box = container(200, 400);
+  const auto label = constrained<Label>(box);
+  label->setText("Hello");
+  box->addConstraints({equal(label, A::Leading, box, 10), equal(label, A::Top, box, 10)});
+  const auto wrapped = constrained<Label>(box);
+  wrapped->setText("A longer text that surely needs more than one line at this width");
+  wrapped->setNumberOfLines(0);
+  box->addConstraints({equal(wrapped, A::Leading, box, 10), equal(wrapped, A::Trailing, box, -10),
+                       equal(wrapped, A::Top, box, 100)});
+  box->layoutIfNeeded();
+
+  const Size natural = label->intrinsicContentSize();
+  EXPECT_GT(natural.width, 20);
+  EXPECT_GT(natural.height, 10);
+  EXPECT_EQ(label->frame(), makeRect(10, 10, natural.width, natural.height));
+  EXPECT_EQ(wrapped->frame().size.width, 180);
+  EXPECT_GE(wrapped->frame().size.height, 2 * natural.height);
+
+  // Bold text is wider; an empty label has no size; an image view is as large as its image.
+  Label bold;
+  bold.setText("Hello");
+  bold.setFont(Font::boldSystemFontOfSize(17));
+  EXPECT_GT(bold.intrinsicContentSize().width, natural.width);
+  EXPECT_EQ(Label().intrinsicContentSize(), (Size{0, 0}));
+  ImageView imageView;
+  EXPECT_EQ(imageView.intrinsicContentSize(), (Size{-1, -1}));
+  imageView.setImage(std::make_shared<Image>(7, 3, std::vector<uint8_t>(7 * 3 * 4, 255)));
+  EXPECT_EQ(imageView.intrinsicContentSize(), (Size{7, 3}));
+}
+
+// Records the order of the pass's calls and adds its constraints when asked to update them.
+class RecordingView : public View {
+ public:
+  RecordingView(std::vector<std::string>& log, std::string name) : log_(log), name_(std::move(name)) {}
+  void updateConstraints() override {
+    log_.push_back("update " + name_);
+    if (const auto parent = superview()) {
+      auto self = shared_from_this();
+      parent->addConstraints({equal(self, A::Left, parent, 5), equal(self, A::Top, parent, 6),
+                              fixed(self, A::Width, 7), fixed(self, A::Height, 8)});
+    }
+    View::updateConstraints();
+  }
+  void layoutSubviews() override { log_.push_back("layout " + name_ + " " + std::to_string(static_cast<int>(frame().size.width))); }
+
+ private:
+  std::vector<std::string>& log_;
+  std::string name_;
+};
+
+TEST(ViewLayout, PassUpdatesConstraintsThenSolvesThenLaysOutTopDown) {
+  std::vector<std::string> log;
+  const auto outer = std::make_shared<RecordingView>(log, "outer");
+  outer->setFrame(makeRect(0, 0, 100, 100));
+  const auto inner = std::make_shared<RecordingView>(log, "inner");
+  inner->setTranslatesAutoresizingMaskIntoConstraints(false);
+  outer->addSubview(inner);
+  outer->layoutIfNeeded();
+  EXPECT_EQ(log, (std::vector<std::string>{"update outer", "update inner", "layout outer 100", "layout inner 7"}));
+  EXPECT_EQ(inner->frame(), makeRect(5, 6, 7, 8));
+  EXPECT_FALSE(inner->needsUpdateConstraints());
+  log.clear();
+  outer->layoutIfNeeded();  // nothing to update a second time
+  EXPECT_EQ(log, (std::vector<std::string>{"layout outer 100", "layout inner 7"}));
+  inner->setNeedsUpdateConstraints();
+  log.clear();
+  outer->layoutIfNeeded();
+  EXPECT_EQ(log.front(), "update inner");
+}
+
+// ---- Hierarchy ------------------------------------------------------------------------------------------------
+
+TEST(ViewHierarchy, AddMoveFrontTagsAndAssociatedObjects) {
+  const auto a = container(), b = container();
+  const auto x = std::make_shared<View>(), y = std::make_shared<View>(), z = std::make_shared<View>();
+  a->addSubview(x), a->addSubview(y), a->addSubview(z);
+  a->bringSubviewToFront(x);
+  EXPECT_EQ(a->subviews(), (std::vector<std::shared_ptr<View>>{y, z, x}));
+  a->addSubview(y);  // again: to the top
+  EXPECT_EQ(a->subviews(), (std::vector<std::shared_ptr<View>>{z, x, y}));
+  b->addSubview(x);  // moved
+  EXPECT_EQ(a->subviews(), (std::vector<std::shared_ptr<View>>{z, y}));
+  EXPECT_EQ(x->superview(), b);
+  x->addSubview(b);  // an ancestor cannot become a subview
+  EXPECT_TRUE(x->subviews().empty());
+
+  // Depth-first, the view itself first.
+  const auto deep = std::make_shared<View>();
+  z->addSubview(deep);
+  a->setTag(1), z->setTag(2), deep->setTag(3), y->setTag(3);
+  EXPECT_EQ(a->viewWithTag(1), a);
+  EXPECT_EQ(a->viewWithTag(3), deep);
+  EXPECT_EQ(a->viewWithTag(9), nullptr);
+
+  auto value = std::make_shared<int>(42);
+  deep->setAssociatedObject("k", value);
+  EXPECT_EQ(*std::static_pointer_cast<int>(deep->associatedObject("k")), 42);
+  deep->setAssociatedObject("k", nullptr);
+  EXPECT_EQ(deep->associatedObject("k"), nullptr);
+
+  const auto window = std::make_shared<Window>();
+  EXPECT_EQ(deep->window(), nullptr);
+  window->addSubview(a);
+  EXPECT_EQ(deep->window(), window.get());
+  EXPECT_EQ(deep->convertPointToView({1, 1}, nullptr), (Point{1, 1}));
+  z->setFrame(makeRect(10, 20, 5, 5));
+  EXPECT_EQ(deep->convertPointToView({1, 1}, nullptr), (Point{11, 21}));
+  EXPECT_EQ(x->convertPointFromView({1, 1}, deep.get()), (Point{11, 21}));
+}
+
+TEST(ViewHierarchy, SuperviewPointerIsClearedWhenTheSuperviewGoes) {
+  const auto child = std::make_shared<View>();
+  {
+    const auto parent = container();
+    parent->addSubview(child);
+    EXPECT_NE(child->superview(), nullptr);
+  }
+  EXPECT_EQ(child->superview(), nullptr);
+}
+
+// ---- Hit testing and taps -------------------------------------------------------------------------------------
+
+// Reaches a subview lying outside its bounds, as a close button's container does.
+class ReachingView : public View {
+ public:
+  using View::View;
+  std::shared_ptr<View> hitTest(const Point& point) override {
+    if (isHidden() || !isUserInteractionEnabled()) return nullptr;
+    for (auto at = subviews().rbegin(); at != subviews().rend(); ++at) {
+      const Point inner{point.x - (*at)->frame().origin.x, point.y - (*at)->frame().origin.y};
+      if (auto hit = (*at)->hitTest(inner)) return hit;
+    }
+    return View::hitTest(point);
+  }
+};
+
+TEST(ViewHitTest, FrontMostDeepestInteractiveView) {
+  const auto root = container(200, 200);
+  const auto back = std::make_shared<View>(makeRect(0, 0, 100, 100));
+  const auto front = std::make_shared<View>(makeRect(50, 50, 100, 100));
+  const auto hidden = std::make_shared<View>(makeRect(60, 60, 20, 20));
+  const auto off = std::make_shared<View>(makeRect(120, 120, 20, 20));
+  const auto outside = std::make_shared<View>(makeRect(90, -30, 20, 20));  // partly outside `front`
+  const auto label = std::make_shared<Label>(makeRect(0, 150, 50, 50));
+  const auto touchLabel = std::make_shared<Label>(makeRect(150, 0, 50, 50));
+  root->addSubview(back), root->addSubview(front), root->addSubview(label), root->addSubview(touchLabel);
+  front->addSubview(hidden), front->addSubview(off), front->addSubview(outside);
+  hidden->setHidden(true);
+  off->setUserInteractionEnabled(false);
+  touchLabel->setUserInteractionEnabled(true);
+  const std::pair<Point, std::shared_ptr<View>> cases[] = {
+      {{10, 10}, back},        {{60, 60}, front},  // overlap: the front one
+      {{65, 65}, front},       {{125, 125}, front}, {{140, 35}, root},  // outside `front`: not reached
+      {{10, 160}, root},       {{160, 10}, touchLabel}, {{199.5, 199.5}, root}, {{200, 10}, nullptr},
+      {{-1, 10}, nullptr},
+  };
+  for (const auto& [point, expected] : cases) {
+    SCOPED_TRACE(std::to_string(point.x) + "," + std::to_string(point.y));
+    EXPECT_EQ(root->hitTest(point), expected);
+  }
+  root->setUserInteractionEnabled(false);
+  EXPECT_EQ(root->hitTest({10, 10}), nullptr);
+
+  const auto reaching = std::make_shared<ReachingView>(makeRect(0, 0, 100, 100));
+  const auto close = std::make_shared<View>(makeRect(90, -10, 20, 20));
+  reaching->addSubview(close);
+  EXPECT_EQ(reaching->hitTest({105, -5}), close);
+  EXPECT_EQ(reaching->hitTest({50, 50}), reaching);
+  EXPECT_EQ(reaching->hitTest({150, 50}), nullptr);
+}
+
+class ScreenController : public ViewController {
+ public:
+  std::shared_ptr<Button> button;
+  std::vector<std::string>* log = nullptr;
+  std::string name;
+
+ protected:
+  void loadView() override {
+    auto view = std::make_shared<View>(makeRect(0, 0, 10, 10));
+    button = std::make_shared<Button>();
+    button->setTranslatesAutoresizingMaskIntoConstraints(false);
+    button->setTitle(name);
+    view->addSubview(button);
+    view->addConstraints({equal(button, A::CenterX, view), equal(button, A::Bottom, view, -20)});
+    button->addConstraints({fixed(button, A::Width, 100), fixed(button, A::Height, 40)});
+    button->addTarget([this](Button&) { log->push_back(name + " tapped"); }, kControlEventTouchUpInside);
+    setView(view);
+  }
+};
+
+TEST(ViewWindow, TapsReachButtonsAndRecognizersThroughThePresentationChain) {
+  std::vector<std::string> log;
+  Window window(makeRect(0, 0, 300, 500));
+  auto root = std::make_shared<ScreenController>();
+  root->log = &log, root->name = "root";
+  window.setRootViewController(root);
+  ASSERT_EQ(window.subviews().size(), 1u);
+  EXPECT_EQ(window.subviews().front(), root->view());
+
+  // A recognizer on a view whose label (not interactive) takes the touch.
+  const auto card = std::make_shared<View>(makeRect(10, 10, 100, 100));
+  const auto caption = std::make_shared<Label>(makeRect(0, 0, 100, 20));
+  card->addSubview(caption);
+  root->view()->addSubview(card);
+  card->addGestureRecognizer(std::make_shared<TapGestureRecognizer>([&log](TapGestureRecognizer& recognizer) {
+    log.push_back("card tapped " + std::to_string(static_cast<int>(recognizer.view()->frame().size.width)));
+  }));
+
+  EXPECT_EQ(window.tapAt({150, 460}), root->button);  // the title label is hit; its button acts
+  EXPECT_EQ(root->button->frame(), makeRect(100, 440, 100, 40));
+  EXPECT_EQ(root->button->titleLabel()->frame(), makeRect(0, 0, 100, 40));
+  EXPECT_EQ(window.tapAt({20, 15}), card);
+  EXPECT_EQ(window.tapAt({200, 200}), nullptr);
+  EXPECT_EQ(log, (std::vector<std::string>{"root tapped", "card tapped 100"}));
+
+  // Two controllers presented over the root: each view gets the window's bounds, the top one takes touches.
+  auto first = std::make_shared<ScreenController>();
+  first->log = &log, first->name = "first";
+  auto second = std::make_shared<ScreenController>();
+  second->log = &log, second->name = "second";
+  root->presentViewController(first, false);
+  first->presentViewController(second, false);
+  window.layoutScreens();
+  EXPECT_EQ(first->view()->frame(), makeRect(0, 0, 300, 500));
+  EXPECT_EQ(second->view()->frame(), makeRect(0, 0, 300, 500));
+  EXPECT_EQ(window.subviews().size(), 1u);
+  EXPECT_EQ(second->view()->superview(), nullptr);
+  log.clear();
+  EXPECT_EQ(window.hitTestScreens({20, 15}), second->view());
+  EXPECT_EQ(window.tapAt({150, 460}), second->button);
+  second->view()->setUserInteractionEnabled(false);  // touches fall through to the one below
+  EXPECT_EQ(window.tapAt({150, 460}), first->button);
+  EXPECT_EQ(log, (std::vector<std::string>{"second tapped", "first tapped"}));
+
+  window.setRootViewController(nullptr);
+  EXPECT_TRUE(window.subviews().empty());
+}
+
+TEST(ViewButton, ActionsRunForTheirEventsInOrder) {
+  Button button;
+  std::vector<int> calls;
+  button.addTarget([&calls](Button&) { calls.push_back(1); }, kControlEventTouchUpInside);
+  button.addTarget([&calls](Button&) { calls.push_back(2); }, 1);
+  button.addTarget([&calls](Button&) { calls.push_back(3); }, kControlEventTouchUpInside | 1);
+  button.sendActionsForControlEvents(kControlEventTouchUpInside);
+  EXPECT_EQ(calls, (std::vector<int>{1, 3}));
+  EXPECT_EQ(button.targetCount(), 3u);
+  EXPECT_EQ(button.titleColor(), Color::white());
+  EXPECT_FALSE(button.titleLabel()->isUserInteractionEnabled());
+}
+
+// ---- Colours and images ---------------------------------------------------------------------------------------
+
+TEST(ViewColor, HueSaturationBrightnessBothWays) {
+  struct Case {
+    Color rgb;
+    double hue, saturation, brightness;
+  };
+  const Case cases[] = {
+      {{1, 0, 0, 1}, 0, 1, 1},          {{0, 1, 0, 0.5}, 1.0 / 3, 1, 1},  {{0, 0, 1, 1}, 2.0 / 3, 1, 1},
+      {{1, 1, 0, 1}, 1.0 / 6, 1, 1},    {{1, 0, 1, 1}, 5.0 / 6, 1, 1},    {{0.5, 0.5, 0.5, 1}, 0, 0, 0.5},
+      {{0, 0, 0, 1}, 0, 0, 0},          {{0.4, 0.2, 0.1, 1}, 1.0 / 18, 0.75, 0.4},
+  };
+  for (const auto& c : cases) {
+    double h = -1, s = -1, b = -1, a = -1;
+    getHueSaturationBrightnessAlpha(c.rgb, h, s, b, a);
+    EXPECT_NEAR(h, c.hue, 1e-12);
+    EXPECT_NEAR(s, c.saturation, 1e-12);
+    EXPECT_NEAR(b, c.brightness, 1e-12);
+    EXPECT_EQ(a, c.rgb.alpha);
+    const Color back = colorWithHueSaturationBrightnessAlpha(h, s, b, a);
+    EXPECT_NEAR(back.red, c.rgb.red, 1e-12);
+    EXPECT_NEAR(back.green, c.rgb.green, 1e-12);
+    EXPECT_NEAR(back.blue, c.rgb.blue, 1e-12);
+  }
+}
+
+TEST(ViewImage, DecodesPicturesAndRefusesOtherBytes) {
+  const auto image = Image::imageWithData(test::png(4));
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(image->size(), (Size{4, 4}));
+  ASSERT_EQ(image->rgba().size(), 64u);
+  // Pixel (1, 2) of the gradient: channel x of row y is x * 7 + y; opaque.
+  const uint8_t* pixel = image->rgba().data() + (2 * 4 + 1) * 4;
+  EXPECT_EQ((std::vector<int>{pixel[0], pixel[1], pixel[2], pixel[3]}), (std::vector<int>{23, 30, 37, 255}));
+  EXPECT_EQ(Image::imageWithData(Data{'n', 'o', 't'}), nullptr);
+  EXPECT_EQ(Image::imageWithData({}), nullptr);
+
+  test::TempDir dir;
+  const std::string path = dir.path() + "/picture.png";
+  const Data bytes = test::png(3);
+  std::FILE* file = std::fopen(path.c_str(), "wb");
+  ASSERT_NE(file, nullptr);
+  std::fwrite(bytes.data(), 1, bytes.size(), file);
+  std::fclose(file);
+  EXPECT_EQ(Image::imageWithContentsOfFile(path)->size(), (Size{3, 3}));
+  EXPECT_EQ(Image::imageWithContentsOfFile(dir.path() + "/missing.png"), nullptr);
+}
+
+}  // namespace
+}  // namespace corvana
