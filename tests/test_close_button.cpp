@@ -28,8 +28,10 @@ TEST(CloseButton, GeometryOfEachStyleInA64PointSquare) {
     EXPECT_NEAR(g.crossLength, c.length, 1e-12);
     EXPECT_NEAR(g.crossWidth, c.width, 1e-12);
     EXPECT_EQ(g.crossColor, c.style == 5 ? kBlue : Color::white());
-    EXPECT_EQ(std::pair(g.filled, g.gradient), std::pair(c.filled, c.gradient));
-    if (c.gradient) EXPECT_EQ(std::pair(g.gradientStart, g.gradientEnd), std::pair(Point{32, 8 + c.ring}, Point{32, 56 - c.ring}));
+    EXPECT_EQ(std::tuple(g.filled, g.gradient), std::tuple(c.filled, c.gradient));
+    if (c.gradient) {
+      EXPECT_EQ(std::tuple(g.gradientStart, g.gradientEnd), std::tuple(Point{32, 8 + c.ring}, Point{32, 56 - c.ring}));
+    }
   }
   // The circle's width stands for both axes of the centre.
   const CloseGlyphGeometry wide = closeGlyphGeometry(makeRect(0, 0, 100, 60), 1, kRed);
@@ -53,7 +55,7 @@ TEST(CloseButton, GradientBrightnessIsClampedThenSpread) {
 
 TEST(CloseButton, DrawsDiscRingAndCrossPerStyle) {
   EXPECT_EQ(CRVCloseButton::init()->className(), "CRVCloseButton");
-  EXPECT_EQ(std::pair(CRVCloseButton::init()->style(), CRVCloseButton::init()->color()), std::pair(1, Color::black()));
+  EXPECT_EQ(std::tuple(CRVCloseButton::init()->style(), CRVCloseButton::init()->color()), std::tuple(1, Color::black()));
   // Samples of a 64 x 64 button: the centre (on the cross), the ring at the top, inside the disc off the cross,
   // the diagonal past the short cross's end (inside the long one's), a corner and the top margin (outside).
   const std::string W = "255,255,255,255", R = "255,0,0,255", B = "0,0,255,255", none = "0,0,0,0";

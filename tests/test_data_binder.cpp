@@ -114,8 +114,8 @@ TEST_F(DataBinder, TextLinesFontsAlignmentAndContext) {
   auto tappable = std::make_shared<Label>();
   tappable->setUserInteractionEnabled(false);
   binder().bindTextWithData(tappable, text(14, false, false, 0, "www.corvana.io"));
-  EXPECT_EQ(std::pair(crvAction(*tappable), tappable->isUserInteractionEnabled()),
-            std::pair(std::optional<std::string>("www.corvana.io"), true));
+  EXPECT_EQ(std::tuple(crvAction(*tappable), tappable->isUserInteractionEnabled()),
+            std::tuple(std::optional<std::string>("www.corvana.io"), true));
   ASSERT_EQ(tappable->gestureRecognizers().size(), 1u);
   EXPECT_EQ(tappable->gestureRecognizers()[0]->view(), tappable);
   EXPECT_EQ(handler().tapGestureRecognizerSet(), tappable->gestureRecognizers());
@@ -152,7 +152,7 @@ TEST_F(DataBinder, ButtonStylesBordersGradientAndTarget) {
               std::tuple(c.radius, c.border ? 2.0 : 0.0, c.border ? white : none, c.color ? red : none));
     // The bundle's white gloss: 1 x 44, alpha 153 at the top, clear at the bottom.
     const auto gloss = button->backgroundImage();
-    EXPECT_EQ(gloss ? std::tuple(gloss->size(), gloss->rgba()[3], gloss->rgba().back()) : std::tuple(Size{}, 0, 0),
+    EXPECT_EQ(gloss ? std::tuple(gloss->size(), int(gloss->rgba()[3]), int(gloss->rgba().back())) : std::tuple(Size{}, 0, 0),
               c.gradient ? std::tuple(Size{1, 44}, 153, 0) : std::tuple(Size{}, 0, 0));
     // The handler is the target even without an action.
     EXPECT_EQ(std::tuple(button->targetCount(), crvAction(*button), crvButtonType(*button), crvCampaignId(*button)),
@@ -192,7 +192,7 @@ TEST_F(DataBinder, BackgroundAndImageBordersScalingAndTaps) {
     auto scalable = CRVScalableImageView::initWithFrame(makeRect(0, 0, 50, 50));
     scalable->updateWidthHeight(false, true);
     binder().bindImageWithDataWithStyle(scalable, image(c.scaleType), c.style);
-    EXPECT_EQ(std::pair(scalable->scaleWidth(), scalable->scaleHeight()), std::pair(c.width, c.height));
+    EXPECT_EQ(std::tuple(scalable->scaleWidth(), scalable->scaleHeight()), std::tuple(c.width, c.height));
     ASSERT_TRUE(scalable->borderView());
     EXPECT_EQ(std::tuple(scalable->borderWidth(), scalable->borderView()->layer().cornerRadius,
                          scalable->layer().borderWidth, scalable->gestureRecognizers().size(), crvButtonType(*scalable)),
@@ -221,8 +221,8 @@ TEST_F(DataBinder, CloseButtonPlacementByLayoutStyleAndAlignment) {
     ASSERT_TRUE(button);
     EXPECT_EQ(std::tuple(button->style(), button->color(), button->tag(), root->subviews().back()),
               std::tuple(c.style, kRed, kCloseButtonTag, std::static_pointer_cast<View>(button)));
-    EXPECT_EQ(std::pair(button->translatesAutoresizingMaskIntoConstraints(), button->targetCount()),
-              std::pair(false, 1u));
+    EXPECT_EQ(std::tuple(button->translatesAutoresizingMaskIntoConstraints(), button->targetCount()),
+              std::tuple(false, 1u));
     const CRVTapContext tap = tapContextOf(*button);
     EXPECT_EQ(std::tuple(tap.crvButtonType, tap.crvFrequency, tap.crvMessage.lock(), tap.crvAction, tap.crvCampaignId),
               std::tuple(kCRVButtonTypeClose, 4, std::static_pointer_cast<ViewController>(controller),
@@ -256,7 +256,7 @@ TEST_F(DataBinder, TapsReachTheHandlerAndDismissTheCampaign) {
     EXPECT_EQ(tapped, onText ? label : button);
     EXPECT_EQ(window->rootViewController()->presentedViewController(), nullptr);
     EXPECT_TRUE(handler().tapGestureRecognizerSet().empty());
-    EXPECT_EQ(std::pair(crvMessage(*tapped), crvMessage(*other)), std::pair(std::shared_ptr<ViewController>(), host));
+    EXPECT_EQ(std::tuple(crvMessage(*tapped), crvMessage(*other)), std::tuple(std::shared_ptr<ViewController>(), host));
     Platform::current().mainQueue->drain();
   }
   EXPECT_EQ(tappedCampaigns(), (std::vector<std::string>{"c1", "c1"}));
@@ -320,7 +320,8 @@ TEST(DataBinderDownloads, ADeletedFileIsDownloadedAgainAndStored) {
                                                          "CorvanaSDK-Dowloaded resource from: " + uri + " of size : 0.37 KB"}));
   }
   size_t fetched = 0;
-  for (const Value& request : service.requests()["requests"]) fetched += request["path"] == "/images/p/photo.png";
+  const Value requests = service.requests();
+  for (const Value& request : requests["requests"]) fetched += request["path"] == "/images/p/photo.png";
   EXPECT_EQ(fetched, 2u);
 }
 

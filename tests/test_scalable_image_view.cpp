@@ -27,8 +27,8 @@ TEST(ScalableImageView, BaseInitMakesTheInnerViewWithoutTheOuterImage) {
   EXPECT_EQ(view->subviews(), (std::vector<std::shared_ptr<View>>{inner}));
   EXPECT_EQ(inner->frame(), makeRect(0, 0, 100, 80));
   EXPECT_FALSE(inner->translatesAutoresizingMaskIntoConstraints());
-  EXPECT_EQ(std::pair(inner->contentCompressionResistancePriority(LayoutAxis::Horizontal),
-                      inner->contentCompressionResistancePriority(LayoutAxis::Vertical)), std::pair(250.0f, 250.0f));
+  EXPECT_EQ(std::tuple(inner->contentCompressionResistancePriority(LayoutAxis::Horizontal),
+                      inner->contentCompressionResistancePriority(LayoutAxis::Vertical)), std::tuple(250.0f, 250.0f));
   EXPECT_EQ(inner->contentMode(), ContentMode::ScaleAspectFill);
   // An image given at creation stays the outer view's and is not shown by the inner one; later ones go inside.
   const auto first = picture(40, 20), later = picture(10, 10);
@@ -36,7 +36,7 @@ TEST(ScalableImageView, BaseInitMakesTheInnerViewWithoutTheOuterImage) {
   EXPECT_EQ(std::tuple(made->frame(), made->image(), made->scaledImageView()->image()),
             std::tuple(makeRect(0, 0, 40, 20), first, nullptr));
   made->setImage(later);
-  EXPECT_EQ(std::pair(made->image(), made->scaledImageView()->image()), std::pair(first, later));
+  EXPECT_EQ(std::tuple(made->image(), made->scaledImageView()->image()), std::tuple(first, later));
 }
 
 TEST(ScalableImageView, EveryPassRebuildsTheRatioAndAppliesTheScaleFlags) {
@@ -90,8 +90,8 @@ TEST(ScalableImageView, LayoutFillsTheScaledAxisWithBorderOutsideThePicture) {
       EXPECT_EQ(view->subviews().back(), border);
       EXPECT_EQ(std::tuple(border->layer().borderColor, border->layer().borderWidth, border->layer().cornerRadius),
                 std::tuple(std::optional(Color::white()), 3.0, 5.0));
-      EXPECT_EQ(std::pair(view->widthConstraint()->constant(), view->heightConstraint()->constant()),
-                std::pair(-6.0, -6.0));
+      EXPECT_EQ(std::tuple(view->widthConstraint()->constant(), view->heightConstraint()->constant()),
+                std::tuple(-6.0, -6.0));
       EXPECT_TRUE(border->isHidden()) << "no picture yet";
     }
     view->setImage(picture(200, 100));
