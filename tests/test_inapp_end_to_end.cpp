@@ -64,7 +64,10 @@ class InAppEndToEnd : public testing::Test {
   }
   Value storedCampaigns() {
     Value out = Value::object();
-    for (const Value& row : CRVDataManager::sharedInstance().sql().getRowsForQuery(
+    CRVDataManager& store = CRVDataManager::sharedInstance();
+    // The SDK's own threads use the same connection: read under its lock.
+    std::lock_guard<std::recursive_mutex> lock(store.databaseLock());
+    for (const Value& row : store.sql().getRowsForQuery(
              "select campaignId, event, enable, inapp_frequency from crvn_inapp order by _id")) {
       out[row["campaignId"].get<std::string>()] = {row["event"], row["enable"], row["inapp_frequency"]};
     }
@@ -156,9 +159,11 @@ TEST_F(InAppEndToEnd, ASyncedCampaignIsCachedShownTappedAndReported) {
   Value cids = Value::array();
   const Value received = service->received("acme");
   for (const Value& entry : received["events"]) {
-    if (entry["event"]["event_type"] == "inapp") cids.push_back(entry["event"]["inapp"]["cid"]);
+    const Value& event = entry["event"];
+    if (event["event_type"] == "inapp") cids.push_back(event["inapp"]["subtype"].get<std::string>() + " " +
+                                                       event["inapp"]["cid"].get<std::string>());
   }
-  EXPECT_EQ(cids, (Value{"L3", "L5"}));
+  EXPECT_EQ(cids, (Value{"displayed L3", "tapped L3", "displayed L5", "tapped L5"}));
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ class InAppHandler : public testing::Test {
     }
     return out;
   }
-  // The "inapp" parts of the stored events.
+  // The "inapp" parts of the stored tap events (displays are reported by the layouts' host).
   Value inappEvents() {
     Value out = Value::array();
     store().getEventsDataWith([&](const std::string& events, const std::vector<int64_t>&) {
@@ -73,7 +73,7 @@ class InAppHandler : public testing::Test {
       while (start < events.size()) {
         const size_t end = std::min(events.find('\n', start), events.size());
         const Value event = Value::parse(events.substr(start, end - start));
-        if (event["event_type"] == "inapp") out.push_back(event["inapp"]);
+        if (event["event_type"] == "inapp" && event["inapp"]["subtype"] == "tapped") out.push_back(event["inapp"]);
         start = end + 1;
       }
     });
