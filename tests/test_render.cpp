@@ -52,7 +52,7 @@ TEST(Render, BackgroundCornersBordersAndSubviews) {
   const std::pair<Point, Color> cases[] = {
       {{50, 30}, kRed},      {{60, 20}, kRed},     // background; the hidden view is not drawn
       {{1, 1}, Color{}},     {{98, 58}, Color{}},  // rounded corners stay transparent
-      {{50, 1}, kBlue},      {{98, 30}, kBlue},    // the border, inside the bounds
+      {{50, 1}, kBlue},      {{96, 30}, kBlue},    // the border: 4 points inside the bounds
       {{50, 5}, kRed},       {{15, 45}, kGreen},   // just inside the border; the child (under the border)
       {{15, 58}, kBlue},     {{-1, 0}, Color{}},   // the border over the child; outside the image
   };
