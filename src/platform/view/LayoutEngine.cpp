@@ -115,15 +115,6 @@ void complete(AxisValues& values) {
 
 bool isComplete(const AxisValues& values) { return values[kMin] && values[kSize]; }
 
-Point originInTree(const View* view) {
-  Point origin;
-  for (const View* at = view; at; at = LayoutEngine::parentOf(*at)) {
-    origin.x += at->frame().origin.x;
-    origin.y += at->frame().origin.y;
-  }
-  return origin;
-}
-
 class Solver {
  public:
   explicit Solver(View& root) : root_(root) {
@@ -179,7 +170,7 @@ class Solver {
     if (found != values_.end()) return found->second;
     ViewValues& values = values_[view];
     if (!isFree(view)) {
-      const Point origin = originInTree(view);
+      const Point origin = LayoutEngine::originInTree(view);
       const Size size = view->frame().size;
       values[0][kMin] = origin.x, values[0][kSize] = size.width;
       values[1][kMin] = origin.y, values[1][kSize] = size.height;
@@ -394,6 +385,19 @@ void LayoutEngine::layoutSubviewsTopDown(View& view) {
   view.needsLayout_ = false;
   const auto subviews = view.subviews();  // layoutSubviews may change them
   for (const auto& subview : subviews) layoutSubviewsTopDown(*subview);
+}
+
+}  // namespace corvana
+
+namespace corvana {
+
+Point LayoutEngine::originInTree(const View* view) {
+  Point origin;
+  for (const View* at = view; at; at = parentOf(*at)) {
+    origin.x += at->frame().origin.x;
+    origin.y += at->frame().origin.y;
+  }
+  return origin;
 }
 
 }  // namespace corvana

@@ -16,6 +16,8 @@ class LayoutEngine {
   static void solveFrames(View& root);
   // The superview without taking ownership (valid while the view is alive; none at the top of a tree).
   static View* parentOf(const View& view) { return view.superview_; }
+  // The view's origin in the coordinate space of the top of its tree (the window's, for a view in a window).
+  static Point originInTree(const View* view);
 
  private:
   static void layoutSubviewsTopDown(View& view);

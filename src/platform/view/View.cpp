@@ -15,16 +15,6 @@ bool isWithin(const View* view, const View* ancestor) {
   return false;
 }
 
-// The view's origin in the coordinate space of the top of its tree (the window's, for a view in a window).
-Point originInTree(const View* view) {
-  Point origin;
-  for (const View* at = view; at; at = LayoutEngine::parentOf(*at)) {
-    origin.x += at->frame().origin.x;
-    origin.y += at->frame().origin.y;
-  }
-  return origin;
-}
-
 }  // namespace
 
 View::View(Rect frame) : frame_(frame) {}
@@ -140,14 +130,14 @@ void View::layoutIfNeeded() { LayoutEngine::layoutPass(*this); }
 // ---- Coordinates and touches ----
 
 Point View::convertPointFromView(const Point& point, const View* view) const {
-  const Point from = view ? originInTree(view) : Point{};
-  const Point to = originInTree(this);
+  const Point from = view ? LayoutEngine::originInTree(view) : Point{};
+  const Point to = LayoutEngine::originInTree(this);
   return {point.x + from.x - to.x, point.y + from.y - to.y};
 }
 
 Point View::convertPointToView(const Point& point, const View* view) const {
-  const Point from = originInTree(this);
-  const Point to = view ? originInTree(view) : Point{};
+  const Point from = LayoutEngine::originInTree(this);
+  const Point to = view ? LayoutEngine::originInTree(view) : Point{};
   return {point.x + from.x - to.x, point.y + from.y - to.y};
 }
 
