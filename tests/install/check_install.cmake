@@ -1,3 +1,4 @@
+cmake_minimum_required(VERSION 3.25)
 # Installs the build into a fresh prefix, builds tests/install/host.cpp against it with find_package(Corvana)
 # (shared and static) and with pkg-config, runs the programs and checks what they print.
 # Arguments (-D): BUILD_DIR, SOURCE_DIR (tests/install), WORK_DIR, CXX, GENERATOR.
@@ -58,10 +59,17 @@ run("${CXX}" -std=c++20 "${SOURCE_DIR}/host.cpp" -o "${WORK_DIR}/host_pkgconfig"
 function(host program data expected_id_var)
   file(MAKE_DIRECTORY "${data}")
   run(${CMAKE_COMMAND} -E env "LD_LIBRARY_PATH=${libdir}" "${program}" "${data}")
-  if(NOT run_output MATCHES "^device id: ([0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}) version 0\\.8\\.4\n$")
+  # An upper-case UUID (CMake's expressions have no counted repeats: the length is checked on its own).
+  set(hex "[0-9A-F]+")
+  if(NOT run_output MATCHES "^device id: (${hex}-${hex}-${hex}-${hex}-${hex}) version 0\\.8\\.4\n$")
     message(FATAL_ERROR "${program} printed \"${run_output}\"")
   endif()
-  set(${expected_id_var} "${CMAKE_MATCH_1}" PARENT_SCOPE)
+  set(id "${CMAKE_MATCH_1}")
+  string(LENGTH "${id}" length)
+  if(NOT length EQUAL 36)
+    message(FATAL_ERROR "${program} printed the identifier \"${id}\"")
+  endif()
+  set(${expected_id_var} "${id}" PARENT_SCOPE)
 endfunction()
 
 host("${WORK_DIR}/find/host_shared" "${WORK_DIR}/data-a" shared_id)
