@@ -21,30 +21,25 @@
 extern char** environ;
 
 static int failures = 0;
-#define CHECK(condition)                                                   \
-  do {                                                                     \
-    if (!(condition)) {                                                    \
-      fprintf(stderr, "%s:%d: check failed: %s\n", __FILE__, __LINE__, #condition); \
-      ++failures;                                                          \
-    }                                                                      \
-  } while (0)
-#define CHECK_INT(actual, expected)                                                                       \
-  do {                                                                                                    \
-    long long a_ = (long long)(actual), e_ = (long long)(expected);                                        \
-    if (a_ != e_) {                                                                                       \
-      fprintf(stderr, "%s:%d: %s is %lld, expected %lld\n", __FILE__, __LINE__, #actual, a_, e_);         \
-      ++failures;                                                                                         \
-    }                                                                                                     \
-  } while (0)
-#define CHECK_STR(actual, expected)                                                                     \
-  do {                                                                                                  \
-    const char* a_ = (actual);                                                                          \
-    if (!a_ || strcmp(a_, (expected)) != 0) {                                                           \
-      fprintf(stderr, "%s:%d: %s is \"%s\", expected \"%s\"\n", __FILE__, __LINE__, #actual, a_ ? a_ : "(NULL)", \
-              (expected));                                                                              \
-      ++failures;                                                                                       \
-    }                                                                                                   \
-  } while (0)
+
+static void check(int ok, int line, const char* what) {
+  if (!ok) fprintf(stderr, "test_capi.c:%d: check failed: %s\n", line, what), ++failures;
+}
+static void check_int(long long actual, long long expected, int line, const char* what) {
+  if (actual == expected) return;
+  fprintf(stderr, "test_capi.c:%d: %s is %lld, expected %lld\n", line, what, actual, expected);
+  ++failures;
+}
+static void check_str(const char* actual, const char* expected, int line, const char* what) {
+  if (!actual || strcmp(actual, expected) != 0) {
+    fprintf(stderr, "test_capi.c:%d: %s is \"%s\", expected \"%s\"\n", line, what, actual ? actual : "(NULL)",
+            expected);
+    ++failures;
+  }
+}
+#define CHECK(condition) check((condition) != 0, __LINE__, #condition)
+#define CHECK_INT(actual, expected) check_int((actual), (expected), __LINE__, #actual)
+#define CHECK_STR(actual, expected) check_str((actual), (expected), __LINE__, #actual)
 
 /* ---- The SDK's log, as the callback receives it ----------------------------------------------------------------- */
 
