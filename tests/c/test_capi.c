@@ -186,9 +186,18 @@ static int remove_entry(const char* path, const struct stat* st, int flag, struc
 
 static void on_response(void* context) { ++*(int*)context; }
 
-static void sleep_ms(long ms) {
-  struct timespec pause = {ms / 1000, (ms % 1000) * 1000000L};
-  nanosleep(&pause, NULL);
+/* Sleeps until `fraction` (in milliseconds) past the wall clock's whole second `second`; answers that second. */
+static time_t sleep_until(time_t second, long fraction_ms) {
+  struct timespec at = {second, fraction_ms * 1000000L};
+  while (clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &at, NULL) != 0) {
+  }
+  return second;
+}
+
+static time_t wall_second(void) {
+  struct timespec now;
+  clock_gettime(CLOCK_REALTIME, &now);
+  return now.tv_sec;
 }
 
 /* ---- The test ---------------------------------------------------------------------------------------------------- */
@@ -291,10 +300,12 @@ int main(void) {
   CHECK_INT(corvana_report_action("checkout", details), CORVANA_OK);
   corvana_action_metadata_free(details);
 
-  /* A session is stored once it has lasted a whole second. */
+  /* A session is stored once it has lasted a whole second, counted in the clock's whole seconds: it opens just
+     after a second begins and closes half-way through the next one. */
+  const time_t opened = sleep_until(wall_second() + 1, 20);
   CHECK_INT(corvana_start_session("browsing"), CORVANA_OK);
   CHECK_INT(corvana_wait_until_idle(15000), CORVANA_OK);
-  sleep_ms(1300);
+  sleep_until(opened + 1, 500);
   CHECK_INT(corvana_end_session("browsing"), CORVANA_OK);
 
   const uint8_t token[] = {0xde, 0xad, 0xbe, 0xef};
