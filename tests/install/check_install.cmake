@@ -1,7 +1,8 @@
 cmake_minimum_required(VERSION 3.25)
 # Installs the build into a fresh prefix, builds tests/install/host.cpp against it with find_package(Corvana)
 # (shared and static) and with pkg-config, runs the programs and checks what they print.
-# Arguments (-D): BUILD_DIR, SOURCE_DIR (tests/install), WORK_DIR, CXX, GENERATOR.
+# The README's host-app example is built the same way, so a newcomer's first program is known to compile against
+# the package. Arguments (-D): BUILD_DIR, SOURCE_DIR (tests/install), README, WORK_DIR, CXX, GENERATOR.
 
 function(run)
   execute_process(COMMAND ${ARGV} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
@@ -54,6 +55,13 @@ if(NOT "-lcorvana" IN_LIST flags)
   message(FATAL_ERROR "pkg-config --libs corvana gave ${flags}")
 endif()
 run("${CXX}" -std=c++20 "${SOURCE_DIR}/host.cpp" -o "${WORK_DIR}/host_pkgconfig" ${flags})
+file(READ "${README}" readme)
+string(REGEX MATCH "```cpp\n([^`]*)```" readme_block "${readme}")
+if(NOT CMAKE_MATCH_1)
+  message(FATAL_ERROR "${README} has no ```cpp example")
+endif()
+file(WRITE "${WORK_DIR}/readme_example.cpp" "${CMAKE_MATCH_1}")
+run("${CXX}" -std=c++20 "${WORK_DIR}/readme_example.cpp" -o "${WORK_DIR}/readme_example" ${flags})
 
 # Each program starts the SDK and prints the install identifier; the same data folder keeps the same one.
 function(host program data expected_id_var)
