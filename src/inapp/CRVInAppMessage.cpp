@@ -85,7 +85,8 @@ int32_t CRVInAppMessage::layoutCodeOf(const Value& type) {
 }
 
 std::optional<double> CRVInAppMessage::getTimeStamp(const std::string& text) {
-  const DateFormatter formatter(kCampaignDatePattern);
+  // Making an ICU formatter costs far more than a parse, and every refresh rebuilds every stored campaign.
+  thread_local const DateFormatter formatter(kCampaignDatePattern);
   const auto date = formatter.dateFromString(text);
   if (!date) return std::nullopt;
   return date->secondsSince1970 * 1000.0;
@@ -219,9 +220,7 @@ void CRVInAppMessage::updateStateIfNeeded() {
 }
 
 void CRVInAppMessage::show() {
-  const auto storyboardPath = CRVUtil::sharedInstance().getStoryboard();
-  if (!storyboardPath) return;
-  const auto storyboard = Storyboard::load(*storyboardPath);
+  const auto storyboard = inAppStoryboard();
   if (!storyboard) return;
   const auto controller = std::dynamic_pointer_cast<CRVInAppViewController>(
       instantiateViewControllerWithIdentifier(*storyboard, containerView()));

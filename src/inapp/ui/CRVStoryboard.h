@@ -30,6 +30,10 @@ class CRVStoryboardController : public ViewController {
   StoryboardViews views_;
 };
 
+// The "CRVInApp" storyboard of the resource bundle, read once per process (none, after the bundle's log line,
+// when it is missing or unreadable; a missing one is looked for again next time).
+std::optional<Storyboard> inAppStoryboard();
+
 // Makes the views of the SDK's own classes that a scene names ("CRVScalableImageView", "CRVInAppContainerView").
 std::shared_ptr<View> makeInAppView(const std::string& className, const Rect& frame);
 

@@ -3,21 +3,17 @@
 #include <fstream>
 #include <sstream>
 
+#include "inapp/ui/CRVColor.h"
 #include "util/Log.h"
 
 namespace corvana {
 
 namespace {
 
-// "#RRGGBB" or "#AARRGGBB".
+// "#RRGGBB" or "#AARRGGBB", read as campaigns' colours are.
 std::optional<Color> colorOf(const Value& text) {
   if (!text.is_string()) return std::nullopt;
-  std::string hex = text.get<std::string>();
-  if (!hex.empty() && hex[0] == '#') hex.erase(0, 1);
-  if (hex.size() != 6 && hex.size() != 8) return std::nullopt;
-  const auto byte = [&](size_t at) { return std::stoi(hex.substr(at, 2), nullptr, 16) / 255.0; };
-  const size_t rgb = hex.size() == 8 ? 2 : 0;
-  return Color{byte(rgb), byte(rgb + 2), byte(rgb + 4), hex.size() == 8 ? byte(0) : 1.0};
+  return colorWithHexString(text.get<std::string>());
 }
 
 LayoutAttribute attributeOf(const Value& name) {
@@ -113,12 +109,12 @@ std::optional<Storyboard> Storyboard::load(const std::string& path) {
     CRVLogf("CorvanaSDK-Storyboard unreadable: %s", path.c_str());
     return std::nullopt;
   }
-  return Storyboard(parsed["scenes"]);
+  return Storyboard(std::make_shared<const Value>(parsed["scenes"]));
 }
 
 std::optional<Value> Storyboard::sceneWithIdentifier(const std::string& identifier) const {
-  const auto scene = scenes_.find(identifier);
-  if (scene == scenes_.end() || !scene->is_object()) return std::nullopt;
+  const auto scene = scenes_->find(identifier);
+  if (scene == scenes_->end() || !scene->is_object()) return std::nullopt;
   return *scene;
 }
 

@@ -55,8 +55,9 @@ class Storyboard {
   StoryboardViews instantiateViews(const std::string& identifier, const ViewFactory& factory = {}) const;
 
  private:
-  explicit Storyboard(Value scenes) : scenes_(std::move(scenes)) {}
-  Value scenes_;
+  explicit Storyboard(std::shared_ptr<const Value> scenes) : scenes_(std::move(scenes)) {}
+  // Shared by every copy: each controller made from the storyboard keeps one.
+  std::shared_ptr<const Value> scenes_;
 };
 
 }  // namespace corvana
