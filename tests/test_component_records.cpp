@@ -10,6 +10,7 @@
 #include "inapp/ui/CRVIAImage.h"
 #include "inapp/ui/CRVIASecondaryButton.h"
 #include "inapp/ui/CRVIASecondaryText.h"
+#include "support/Campaigns.h"
 #include "support/TestPlatform.h"
 
 namespace corvana {
@@ -17,9 +18,7 @@ namespace {
 
 const std::string kCid = "c-42";
 
-std::string dropped(const std::string& key, const std::string& cid = kCid) {
-  return "CorvanaSDK- Dropping campaign " + cid + " due to " + key + " have nil or bad value";
-}
+std::string dropped(const std::string& key, const std::string& cid = kCid) { return test::droppedLine(cid, key); }
 
 Value with(Value data, const std::string& key, const Value& value) {
   data[key] = value;

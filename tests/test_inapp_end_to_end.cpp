@@ -26,9 +26,7 @@ namespace {
 
 using test::eventually;
 
-std::string dropped(const std::string& cid, const std::string& label) {
-  return "CorvanaSDK- Dropping campaign " + cid + " due to " + label + " have nil or bad value";
-}
+using test::droppedLine;
 
 class InAppEndToEnd : public testing::Test {
  protected:
@@ -125,10 +123,10 @@ TEST_F(InAppEndToEnd, ASyncedCampaignIsCachedShownTappedAndReported) {
     }
   }
   EXPECT_FALSE(std::filesystem::exists(cacheDir() + "/broken_page.png")) << "a page that is no image is not kept";
-  EXPECT_TRUE(tp->log->contains(dropped("broken", "image uri")));
-  EXPECT_TRUE(tp->log->contains(dropped("odd", "type")));
-  EXPECT_TRUE(tp->log->contains(dropped("lost", "background uri")));
-  EXPECT_EQ(tp->log->count(dropped("old", "type")) + tp->log->count("CorvanaFramework--[CRVDataManager saveCampaign:] "
+  EXPECT_TRUE(tp->log->contains(droppedLine("broken", "image uri")));
+  EXPECT_TRUE(tp->log->contains(droppedLine("odd", "type")));
+  EXPECT_TRUE(tp->log->contains(droppedLine("lost", "background uri")));
+  EXPECT_EQ(tp->log->count(droppedLine("old", "type")) + tp->log->count("CorvanaFramework--[CRVDataManager saveCampaign:] "
                                                                      "[Line 65] Saved CampaignId : old successfully"),
             0u)
       << "an expired campaign builds but is not saved, silently";

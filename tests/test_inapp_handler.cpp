@@ -65,20 +65,8 @@ class InAppHandler : public testing::Test {
     }
     return out;
   }
-  // The "inapp" parts of the stored tap events (displays are reported by the layouts' host).
-  Value inappEvents() {
-    Value out = Value::array();
-    store().getEventsDataWith([&](const std::string& events, const std::vector<int64_t>&) {
-      size_t start = 0;
-      while (start < events.size()) {
-        const size_t end = std::min(events.find('\n', start), events.size());
-        const Value event = Value::parse(events.substr(start, end - start));
-        if (event["event_type"] == "inapp" && event["inapp"]["subtype"] == "tapped") out.push_back(event["inapp"]);
-        start = end + 1;
-      }
-    });
-    return out;
-  }
+  // Displays are reported by the layouts' host; these tests look at taps.
+  static Value inappEvents() { return test::storedInappEvents("tapped"); }
   static CRVDataManager& store() { return CRVDataManager::sharedInstance(); }
   static CRVInAppHandler& handler() { return CRVInAppHandler::sharedInstance(); }
 

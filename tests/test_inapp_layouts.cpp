@@ -61,18 +61,7 @@ class InAppLayouts : public testing::Test {
   }
   std::shared_ptr<Window> window() { return Platform::current().ui->keyWindow(); }
   std::shared_ptr<ViewController> root() { return window()->rootViewController(); }
-  Value inappEvents() {
-    Value out = Value::array();
-    CRVDataManager::sharedInstance().getEventsDataWith([&](const std::string& events, const std::vector<int64_t>&) {
-      for (size_t start = 0; start < events.size();) {
-        const size_t end = std::min(events.find('\n', start), events.size());
-        const Value event = Value::parse(events.substr(start, end - start));
-        if (event["event_type"] == "inapp") out.push_back(event["inapp"]);
-        start = end + 1;
-      }
-    });
-    return out;
-  }
+  static Value inappEvents() { return test::storedInappEvents(); }
 
   test::TestPlatform* tp = nullptr;
 };

@@ -20,9 +20,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-std::string dropped(const std::string& label, const std::string& cid = "c7") {
-  return "CorvanaSDK- Dropping campaign " + cid + " due to " + label + " have nil or bad value";
-}
+std::string dropped(const std::string& label, const std::string& cid = "c7") { return test::droppedLine(cid, label); }
 
 class InAppMessage : public testing::Test {
  protected:

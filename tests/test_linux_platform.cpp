@@ -119,25 +119,6 @@ TEST(LinuxApplication, ExpiringRunsTheHandlersOfRunningTasksOnce) {
   EXPECT_EQ(app.beginBackgroundTask(nullptr), 4u);
 }
 
-TEST(ViewController, AChildOfAPresentedControllerDismissesThePresentedChain) {
-  const auto root = std::make_shared<ViewController>();
-  auto shown = std::make_shared<ViewController>();
-  const auto child = std::make_shared<ViewController>();
-  shown->addChildViewController(child);
-  root->presentViewController(shown, true);
-  root->presentViewController(std::make_shared<ViewController>(), true);
-  EXPECT_EQ(root->presentedViewController(), shown) << "one presentation at a time";
-  EXPECT_EQ(child->presentingViewController(), root);
-
-  const std::weak_ptr<ViewController> gone = shown;
-  shown.reset();
-  child->dismissViewControllerAnimated(false);
-  EXPECT_EQ(root->presentedViewController(), nullptr);
-  EXPECT_TRUE(gone.expired()) << "the presenter held the last reference";
-  EXPECT_EQ(child->presentingViewController(), nullptr);
-  child->dismissViewControllerAnimated(false);  // nothing left to dismiss
-}
-
 TEST(Platform, CurrentAnswersTheLastInstalledAndEarlierOnesStayValid) {
   TempDir dir;
   auto first = makePlatform(dir.path() + "/one", test::testPlatformOptions());

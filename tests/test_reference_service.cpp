@@ -78,59 +78,6 @@ TEST_F(ReferenceServiceTest, RoutesByHostAndChecksTheSecret) {
   EXPECT_FALSE(last["headers"].contains("sec"));
 }
 
-TEST_F(ReferenceServiceTest, StoresEveryReportedLineAsReceived) {
-  const std::string securePath = "/report/events/%3Fak=KEY&sign=a+b/c=&ts=1700000000&email=me+x@corvana.test";
-  ASSERT_EQ(Value({{"success", true}}), json(report("{\"event_type\":\"init\"}\n{\"n\": 2}")));
-  ASSERT_EQ(Value({{"success", true}}), json(report("{\"truncated\": \nlast\n", securePath)));
-  EXPECT_EQ(Value({{"success", false}, {"error_message", "No events"}}), json(report("")));
-
-  const Value events = service.received("acme")["events"];
-  ASSERT_EQ(4u, events.size());
-  const std::vector<std::tuple<std::string, bool, std::string>> expected = {
-      {"{\"event_type\":\"init\"}", true, "/report/events/"},
-      {"{\"n\": 2}", true, "/report/events/"},
-      {"{\"truncated\": ", false, securePath},
-      {"last", false, securePath},
-  };
-  for (size_t i = 0; i < expected.size(); ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(std::get<0>(expected[i]), events[i]["line"]);
-    EXPECT_EQ(std::get<1>(expected[i]), events[i]["parsed"]);
-    EXPECT_EQ(std::get<2>(expected[i]), events[i]["path"]);
-    EXPECT_EQ("s3cret", events[i]["headers"]["sec"]);
-  }
-  EXPECT_EQ("init", events[0]["event"]["event_type"]);
-  EXPECT_TRUE(service.received("other")["events"].empty());
-
-  // The rows are in the service's database, where a benchmark or a person can read them.
-  sqlite3* db = nullptr;
-  ASSERT_EQ(SQLITE_OK, sqlite3_open(service.databasePath().c_str(), &db));
-  sqlite3_stmt* stmt = nullptr;
-  ASSERT_EQ(SQLITE_OK, sqlite3_prepare_v2(db, "SELECT count(*) FROM received WHERE account = 'acme' AND "
-                                              "line = 'last' AND received_at > 0", -1, &stmt, nullptr));
-  ASSERT_EQ(SQLITE_ROW, sqlite3_step(stmt));
-  EXPECT_EQ(1, sqlite3_column_int(stmt, 0));
-  sqlite3_finalize(stmt);
-  sqlite3_close(db);
-}
-
-TEST_F(ReferenceServiceTest, RegistersATestDeviceOncePerNameWithAKnownToken) {
-  struct Step {
-    std::string name, token;
-    int success;
-  };
-  const std::vector<Step> steps = {
-      {"Pixel", "T1", 1}, {"Pixel", "T1", 0}, {"Tablet", "WRONG", 0}, {"Tablet", "", 0}, {"", "T1", 0},
-      {"Tablet", "T1", 1},
-  };
-  for (const auto& s : steps) {
-    SCOPED_TRACE(s.name + "/" + s.token);
-    auto res = get("/api/v1/test_device?name=" + s.name + "&push_token=&token=" + s.token + "&device_type=phone");
-    ASSERT_TRUE(res);
-    EXPECT_EQ(Value({{"success", s.success}}), json(res));
-  }
-}
-
 TEST_F(ReferenceServiceTest, FaultsChangeTheAnswersTheyApplyTo) {
   service.setFaults({{"status", 503}, {"paths", "^/api/v1/sync"}});
   auto statusOnly = get("/api/v1/sync/s3cret");

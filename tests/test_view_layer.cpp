@@ -377,69 +377,6 @@ class ScreenController : public ViewController {
   }
 };
 
-TEST(ViewWindow, TapsReachButtonsAndRecognizersThroughThePresentationChain) {
-  std::vector<std::string> log;
-  Window window(makeRect(0, 0, 300, 500));
-  auto root = std::make_shared<ScreenController>();
-  root->log = &log, root->name = "root";
-  window.setRootViewController(root);
-  ASSERT_EQ(window.subviews().size(), 1u);
-  EXPECT_EQ(window.subviews().front(), root->view());
-
-  // A recognizer on a view whose label (not interactive) takes the touch.
-  const auto card = std::make_shared<View>(makeRect(10, 10, 100, 100));
-  const auto caption = std::make_shared<Label>(makeRect(0, 0, 100, 20));
-  card->addSubview(caption);
-  root->view()->addSubview(card);
-  card->addGestureRecognizer(std::make_shared<TapGestureRecognizer>([&log](TapGestureRecognizer& recognizer) {
-    log.push_back("card tapped " + std::to_string(static_cast<int>(recognizer.view()->frame().size.width)));
-  }));
-
-  EXPECT_EQ(window.tapAt({150, 460}), root->button);  // the title label is hit; its button acts
-  EXPECT_EQ(root->button->frame(), makeRect(100, 440, 100, 40));
-  EXPECT_EQ(root->button->titleLabel()->frame(), makeRect(0, 0, 100, 40));
-  EXPECT_EQ(window.tapAt({20, 15}), card);
-  EXPECT_EQ(window.tapAt({200, 200}), nullptr);
-  EXPECT_EQ(log, (std::vector<std::string>{"root tapped", "card tapped 100"}));
-
-  // Two controllers presented over the root: each view gets the window's bounds, the top one takes touches.
-  auto first = std::make_shared<ScreenController>();
-  first->log = &log, first->name = "first";
-  auto second = std::make_shared<ScreenController>();
-  second->log = &log, second->name = "second";
-  root->presentViewController(first, false);
-  first->presentViewController(second, false);
-  window.layoutScreens();
-  EXPECT_EQ(first->view()->frame(), makeRect(0, 0, 300, 500));
-  EXPECT_EQ(second->view()->frame(), makeRect(0, 0, 300, 500));
-  EXPECT_EQ(window.subviews().size(), 1u);
-  EXPECT_EQ(second->view()->superview(), nullptr);
-  log.clear();
-  EXPECT_EQ(window.hitTestScreens({20, 15}), second->view());
-  EXPECT_EQ(window.tapAt({150, 460}), second->button);
-  second->view()->setUserInteractionEnabled(false);  // touches fall through to the one below
-  EXPECT_EQ(window.tapAt({150, 460}), first->button);
-  EXPECT_EQ(log, (std::vector<std::string>{"second tapped", "first tapped"}));
-
-  window.setRootViewController(nullptr);
-  EXPECT_TRUE(window.subviews().empty());
-}
-
-TEST(ViewButton, ActionsRunForTheirEventsInOrder) {
-  Button button;
-  std::vector<int> calls;
-  button.addTarget([&calls](Button&) { calls.push_back(1); }, kControlEventTouchUpInside);
-  button.addTarget([&calls](Button&) { calls.push_back(2); }, 1);
-  button.addTarget([&calls](Button&) { calls.push_back(3); }, kControlEventTouchUpInside | 1);
-  button.sendActionsForControlEvents(kControlEventTouchUpInside);
-  EXPECT_EQ(calls, (std::vector<int>{1, 3}));
-  EXPECT_EQ(button.targetCount(), 3u);
-  EXPECT_EQ(button.titleColor(), Color::white());
-  EXPECT_FALSE(button.titleLabel()->isUserInteractionEnabled());
-}
-
-// ---- Colours and images ---------------------------------------------------------------------------------------
-
 TEST(ViewColor, HueSaturationBrightnessBothWays) {
   struct Case {
     Color rgb;

@@ -5,12 +5,36 @@
 
 #include <chrono>
 #include <ctime>
+#include <algorithm>
 #include <functional>
 #include <string>
 
 #include "corvana/value.h"
+#include "events/CRVDataManager.h"
 
 namespace corvana::test {
+
+// The line a refused campaign or component writes.
+inline std::string droppedLine(const std::string& cid, const std::string& label) {
+  std::string line = "CorvanaSDK- Dropping campaign ";
+  return line.append(cid).append(" due to ").append(label).append(" have nil or bad value");
+}
+
+// The "inapp" parts of the stored events, in row order; with a subtype, only those of it.
+inline Value storedInappEvents(const std::string& subtype = "") {
+  Value out = Value::array();
+  CRVDataManager::sharedInstance().getEventsDataWith([&](const std::string& events, const std::vector<int64_t>&) {
+    for (size_t start = 0; start < events.size();) {
+      const size_t end = std::min(events.find('\n', start), events.size());
+      const Value event = Value::parse(events.substr(start, end - start));
+      if (event["event_type"] == "inapp" && (subtype.empty() || event["inapp"]["subtype"] == subtype)) {
+        out.push_back(event["inapp"]);
+      }
+      start = end + 1;
+    }
+  });
+  return out;
+}
 
 // The real time now, in whole seconds: the campaign store compares against SQLite's own clock.
 inline double realNow() {
