@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "corvana/dispatch.h"
+#include "support/TestPlatform.h"
 
 namespace corvana {
 namespace {
@@ -59,6 +60,26 @@ TEST(DispatchQueue, SyncRunsOnTheQueueInlineFromItsOwnTasksAndRethrows) {
   EXPECT_THROW(queue.sync([] { throw std::runtime_error("task failed"); }), std::runtime_error);
   queue.sync([&] { order.push_back(4); });
   EXPECT_EQ(order.back(), 4);
+}
+
+TEST(DispatchQueue, AThrowingTaskIsLoggedAndTheTasksBehindItStillRun) {
+  auto& tp = test::installTestPlatform();
+  DispatchQueue serial("com.corvana.test.throwing");
+  ConcurrentQueue concurrent(2);
+  std::atomic<int> ran{0};
+  serial.async([] { throw std::runtime_error("bad record"); });
+  serial.async([&] { ++ran; });
+  concurrent.async([] { throw 42; });
+  concurrent.async([&] { ++ran; });
+  Platform::current().mainQueue->async([] { throw std::runtime_error("bad view"); });
+  Platform::current().mainQueue->async([&] { ++ran; });
+  serial.waitUntilIdle();
+  concurrent.waitUntilIdle();
+  EXPECT_EQ(Platform::current().mainQueue->drain(), 2u);
+  EXPECT_EQ(ran.load(), 3);
+  EXPECT_TRUE(tp.log->contains("CorvanaSDK-A task on com.corvana.test.throwing failed and was skipped: bad record"));
+  EXPECT_TRUE(tp.log->contains("CorvanaSDK-A task on a concurrent queue failed and was skipped."));
+  EXPECT_TRUE(tp.log->contains("CorvanaSDK-A task on the main queue failed and was skipped: bad view"));
 }
 
 TEST(DispatchQueue, IdleOnlyWhenRunningTasksAndTheTasksTheyQueueAreDone) {

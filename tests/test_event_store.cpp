@@ -1,3 +1,4 @@
+#include <fstream>
 #include <optional>
 #include <thread>
 
@@ -34,6 +35,19 @@ class EventStoreTest : public ::testing::Test {
   // The store's file, on a connection of its own.
   std::optional<LorrowSQLiteManager> file;
 };
+
+TEST(EventStoreStartUp, ADamagedDatabaseFileIsKeptAsideAndRecordingGoesOn) {
+  auto& tp = test::installTestPlatform();
+  const std::string path = Platform::current().files->documentsDirectory() + "/lorrowab.sqlite";
+  std::ofstream(path) << std::string(2048, 'x');
+  CRVDataManager& store = CRVDataManager::sharedInstance();
+  store.saveEventInDB(Value{{"name", "after"}});
+  std::string events;
+  store.getEventsDataWith([&](const std::string& text, const std::vector<int64_t>&) { events = text; });
+  EXPECT_EQ(events, R"({"name":"after"})");
+  EXPECT_TRUE(tp.log->contains("CorvanaSDK-Database file unreadable (file is not a database), starting empty: " +
+                               path + " (kept as " + path + ".corrupt)"));
+}
 
 TEST_F(EventStoreTest, CreatesBothTablesAndTheSharedFormatter) {
   const auto tables = file->getRowsForQuery("SELECT name FROM sqlite_master WHERE name NOT LIKE 'sqlite_%'");

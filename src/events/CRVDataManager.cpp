@@ -29,6 +29,8 @@ CRVDataManager& CRVDataManager::sharedInstance() {
 
 CRVDataManager::CRVDataManager()
     : sql_(kDatabaseName), dateFormatter_("yyyy-MM-dd'T'HH:mm:ss.SSS'Z'", "en_US_POSIX", "UTC") {
+  // A damaged file would fail every statement for the life of the installation; a new one keeps recording.
+  (void)sql_.setAsideIfUnusable();
   (void)sql_.openDatabase();
   (void)sql_.doQuery(kCreateEventsTable);
   (void)sql_.doQuery(kCreateInAppTable);

@@ -3,6 +3,8 @@
 #include <exception>
 #include <utility>
 
+#include "util/Log.h"
+
 namespace corvana {
 
 namespace {
@@ -33,6 +35,18 @@ void runAndWait(const Task& task, Submit submit) {
   std::unique_lock<std::mutex> lock(mutex);
   finished.wait(lock, [&] { return done; });
   if (failure) std::rethrow_exception(failure);
+}
+
+// A task that throws must not end the host's process, nor stop the queue: the tasks behind it (stored events,
+// reports) still run. The failure is logged for the integrating developer.
+void runGuarded(const Task& task, const std::string& label) {
+  try {
+    task();
+  } catch (const std::exception& e) {
+    CRVLog("CorvanaSDK-A task on " + label + " failed and was skipped: " + e.what());
+  } catch (...) {
+    CRVLog("CorvanaSDK-A task on " + label + " failed and was skipped.");
+  }
 }
 
 }  // namespace
@@ -96,7 +110,7 @@ void DispatchQueue::run() {
     tasks_.pop_front();
     running_ = true;
     lock.unlock();
-    task();
+    runGuarded(task, label_);
     task = nullptr;  // the task's captures go before the queue counts as idle
     lock.lock();
     running_ = false;
@@ -143,7 +157,7 @@ bool MainQueue::runOne(std::unique_lock<std::mutex>& lock) {
   Task task = std::move(tasks_.front());
   tasks_.pop_front();
   lock.unlock();
-  task();
+  runGuarded(task, "the main queue");
   task = nullptr;
   lock.lock();
   return true;
@@ -229,7 +243,7 @@ void ConcurrentQueue::run() {
     tasks_.pop_front();
     ++active_;
     lock.unlock();
-    task();
+    runGuarded(task, "a concurrent queue");
     task = nullptr;
     lock.lock();
     --active_;

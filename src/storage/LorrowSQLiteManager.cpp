@@ -90,6 +90,46 @@ std::optional<Error> LorrowSQLiteManager::openDatabase() {
   return std::nullopt;
 }
 
+std::optional<std::string> LorrowSQLiteManager::setAsideIfUnusable() {
+  const std::string path = getDatabasePath();
+  std::error_code ignored;
+  if (!std::filesystem::exists(path, ignored)) return std::nullopt;
+
+  // Opened on its own connection, never creating anything: this only reads the file.
+  sqlite3* check = nullptr;
+  int result = sqlite3_open_v2(path.c_str(), &check, SQLITE_OPEN_READWRITE, nullptr);
+  std::string verdict;
+  if (result == SQLITE_OK) {
+    sqlite3_stmt* statement = nullptr;
+    result = sqlite3_prepare_v2(check, "PRAGMA quick_check;", -1, &statement, nullptr);
+    if (result == SQLITE_OK) {
+      result = sqlite3_step(statement);
+      if (result == SQLITE_ROW) verdict = textOf(sqlite3_column_text(statement, 0));
+    }
+    if (verdict.empty()) verdict = sqlite3_errmsg(check);
+    sqlite3_finalize(statement);
+  }
+  sqlite3_close_v2(check);
+  const int primary = result & 0xff;
+  const bool damaged = primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT || (result == SQLITE_ROW && verdict != "ok");
+  if (!damaged) return std::nullopt;
+  // The check's report spans lines; the log keeps one line per message.
+  for (size_t at = verdict.find('\n'); at != std::string::npos; at = verdict.find('\n', at)) verdict.replace(at, 1, "; ");
+
+  std::string aside = path + ".corrupt";
+  for (int n = 1; std::filesystem::exists(aside, ignored); ++n) aside = path + ".corrupt." + std::to_string(n);
+  // A journal left by the damaged file would otherwise be played back into the new one.
+  for (const char* suffix : {"-journal", "-wal", "-shm"}) {
+    if (std::filesystem::exists(path + suffix, ignored)) std::rename((path + suffix).c_str(), (aside + suffix).c_str());
+  }
+  if (std::rename(path.c_str(), aside.c_str()) != 0) {
+    CRVLog("CorvanaSDK-Database file unreadable (" + verdict + ") and could not be moved aside: " + path);
+    return std::nullopt;
+  }
+  CRVLog("CorvanaSDK-Database file unreadable (" + verdict + "), starting empty: " + path + " (kept as " + aside + ")");
+  return aside;
+}
+
 std::optional<Error> LorrowSQLiteManager::closeDatabase() {
   if (!db_) return std::nullopt;
   std::optional<Error> error;

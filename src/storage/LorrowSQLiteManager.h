@@ -46,6 +46,12 @@ class LorrowSQLiteManager {
   void setDb(sqlite3* db) { db_ = db; }
   const std::string& databaseName() const { return databaseName_; }
 
+  // Checks an existing file before the first use: when it is not a database, or SQLite finds it damaged, the
+  // file (and any journal of it) is moved aside to "<file>.corrupt" (".corrupt.1", ... when taken) and one log
+  // line says so, so that the next open starts a new, empty database instead of failing every statement for
+  // good. A file that is only busy or unreadable for another reason stays where it is. Answers the new path of
+  // the moved file.
+  std::optional<std::string> setAsideIfUnusable();
   // Opens the file (created with mode 0600 when missing). Error code 1 on failure; the handle is kept even then.
   std::optional<Error> openDatabase();
   // Closes an open connection; error code 4 on failure. The connection counts as closed afterwards in every case.
