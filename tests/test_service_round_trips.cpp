@@ -14,7 +14,7 @@
 #include "platform/LinuxApplication.h"
 #include "platform/LinuxUserInterface.h"
 #include "storage/LorrowSQLiteManager.h"
-#include "support/ServiceProcess.h"
+#include "support/ServiceTest.h"
 #include "support/TestPlatform.h"
 #include "util/CRVUtil.h"
 #include "util/SettingsKeys.h"
@@ -27,66 +27,7 @@ namespace {
 
 const std::string kSuccessLine = "CorvanaSDK-v.0.8.4 initialized successfully.";
 
-class RoundTrips : public ::testing::Test {
- protected:
-  void SetUp() override { startService(ServiceProcess::defaultConfig()); }
-  void TearDown() override {
-    // The SDK's log tells what went wrong far better than the assertion alone.
-    if (HasFailure() && tp) {
-      for (const auto& line : tp->log->lines()) std::cerr << "  log: " << line << "\n";
-    }
-  }
-
-  void startService(const std::string& config) {
-    service = std::make_unique<ServiceProcess>(serviceDir.path(), config);
-    tp = &test::installTestPlatform(service->platformOptions());
-  }
-
-  Corvana& sdk() { return Corvana::sharedInstance(); }
-  CRVEventLogger& logger() { return CRVEventLogger::sharedInstance(); }
-
-  void settle() {
-    sdk().serialQueue()->waitUntilIdle();
-    ASSERT_TRUE(eventually([&] { return !logger().isReporting() && !sdk().makingInitCall(); }));
-  }
-
-  // What an earlier, completed start left behind.
-  void storeInstallation() {
-    CRVUtil::setObjectForKey(Value("2.3.1"), kKeyAppVersion);
-    CRVUtil::setObjectForKey(Value("acme"), kKeyQuorvel);
-    CRVUtil::setObjectForKey(Value("s3cret"), kKeyAppSecret);
-    CRVUtil::setObjectForKey(Value("native"), kKeyFrameworkType);
-    CRVUtil::setBoolForKey(true, kKeyInitReport);
-    CRVUtil::setObjectForKey(PreferenceValue(tp->clock->now()), kKeyLastUpdate);
-  }
-  void start() {
-    sdk().initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions("acme", "s3cret", "native", nullptr);
-    settle();
-  }
-
-  size_t storedRows() {
-    LorrowSQLiteManager file(Platform::current().files->documentsDirectory() + "/lorrowab.sqlite");
-    return file.getRowsForQuery("SELECT _id FROM lorrow_events").size();
-  }
-  std::vector<Value> receivedEvents() {
-    std::vector<Value> events;
-    const Value received = service->received("acme");
-    for (const Value& entry : received["events"]) events.push_back(entry["event"]);
-    return events;
-  }
-  std::vector<Value> requestsTo(const std::string& prefix) {
-    std::vector<Value> found;
-    const Value requests = service->requests();
-    for (const Value& request : requests["requests"]) {
-      if (request["path"].get<std::string>().rfind(prefix, 0) == 0) found.push_back(request);
-    }
-    return found;
-  }
-
-  test::TempDir serviceDir;
-  std::unique_ptr<ServiceProcess> service;
-  test::TestPlatform* tp = nullptr;
-};
+using RoundTrips = test::ServiceTest;
 
 TEST_F(RoundTrips, FirstStartSyncsCompletesAndSendsTheBacklog) {
   start();

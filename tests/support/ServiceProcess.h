@@ -45,7 +45,9 @@ class ServiceProcess {
  public:
   // Starts the service in `workDir` (its certificate, key, database and configuration live there) on an
   // ephemeral port of 127.0.0.1 with the configuration given as JSON text; returns once it listens.
-  explicit ServiceProcess(const std::string& workDir, const std::string& configJson = defaultConfig())
+  // With a `port`, it listens there: a restart of a stopped service. A restart in the same folder keeps the
+  // certificate made at the first start, as a real service keeps its identity.
+  explicit ServiceProcess(const std::string& workDir, const std::string& configJson = defaultConfig(), int port = 0)
       : dir_(workDir) {
     // A peer closing its end must fail a write, not kill the test process.
     ::signal(SIGPIPE, SIG_IGN);
@@ -56,8 +58,13 @@ class ServiceProcess {
       out << configJson;
       if (!out) throw std::runtime_error("ServiceProcess: cannot write " + configPath);
     }
-    spawn({serviceBinary(), "--host", "127.0.0.1", "--port", "0", "--dir", dir_, "--config", configPath,
-           "--exit-with-stdin"});
+    std::vector<std::string> args = {serviceBinary(), "--host", "127.0.0.1", "--port", std::to_string(port),
+                                     "--dir", dir_, "--config", configPath, "--exit-with-stdin"};
+    const auto cert = std::filesystem::path(dir_) / "cert.pem", key = std::filesystem::path(dir_) / "key.pem";
+    if (std::filesystem::exists(cert) && std::filesystem::exists(key)) {
+      args.insert(args.end(), {"--cert", cert.string(), "--key", key.string()});
+    }
+    spawn(args);
   }
 
   ~ServiceProcess() { stop(); }

@@ -21,13 +21,15 @@ Fault Fault::fromJson(const Json& json) {
   fault.delayMs = member<int>(json, "delay_ms", &Json::is_number_integer, 0);
   fault.brokenBody = member<bool>(json, "broken_body", &Json::is_boolean, false);
   fault.close = member<bool>(json, "close", &Json::is_boolean, false);
+  fault.cutBody = member<bool>(json, "cut_body", &Json::is_boolean, false);
+  fault.padBytes = member<int64_t>(json, "pad_bytes", &Json::is_number_integer, 0);
   fault.paths = member<std::string>(json, "paths", &Json::is_string, "");
   if (json.contains("body")) fault.body = member<std::string>(json, "body", &Json::is_string, "");
   fault.times = member<int>(json, "times", &Json::is_number_integer, 0);
   if (fault.status != 0 && (fault.status < 100 || fault.status > 599)) {
     throw std::invalid_argument("fault \"status\" must be an HTTP status");
   }
-  if (fault.delayMs < 0 || fault.times < 0) throw std::invalid_argument("fault counts cannot be negative");
+  if (fault.delayMs < 0 || fault.times < 0 || fault.padBytes < 0) throw std::invalid_argument("fault counts cannot be negative");
   try {
     std::regex check(fault.paths);
   } catch (const std::regex_error& e) {
@@ -38,7 +40,7 @@ Fault Fault::fromJson(const Json& json) {
 
 Json Fault::toJson() const {
   Json json = {{"status", status}, {"delay_ms", delayMs}, {"broken_body", brokenBody}, {"close", close},
-               {"paths", paths},   {"times", times}};
+               {"cut_body", cutBody}, {"pad_bytes", padBytes}, {"paths", paths},   {"times", times}};
   if (body) json["body"] = *body;
   return json;
 }

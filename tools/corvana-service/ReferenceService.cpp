@@ -175,7 +175,30 @@ struct ReferenceService::Impl {
       }
       serve(access, handler, req, res);
       if (fault && fault->status != 0) res.status = fault->status;
+      if (fault && fault->padBytes > 0) pad(res, static_cast<size_t>(fault->padBytes));
+      if (fault && fault->cutBody) cut(res);
     };
+  }
+
+  static void pad(Response& res, size_t bytes) {
+    Json body = Json::parse(res.body, nullptr, /*allow_exceptions=*/false);
+    if (!body.is_object()) return;
+    body["padding"] = std::string(bytes, 'x');
+    res.body = body.dump();
+  }
+
+  // The headers announce the whole body; half of it is written, then the connection ends.
+  static void cut(Response& res) {
+    auto body = std::make_shared<std::string>(std::move(res.body));
+    const std::string type = res.get_header_value("Content-Type");
+    res.body.clear();
+    res.headers.erase("Content-Type");
+    res.set_content_provider(body->size(), type.empty() ? "application/json" : type.c_str(),
+                             [body](size_t offset, size_t, httplib::DataSink& sink) {
+                               if (offset >= body->size() / 2) return false;
+                               sink.write(body->data(), body->size() / 2);
+                               return true;
+                             });
   }
 
   void serve(Access access, const AccountHandler& handler, const Request& req, Response& res) {

@@ -1,0 +1,206 @@
+// The SDK against a misbehaving service: down at start, broken answers on the report and the sync, an unknown
+// certificate authority, huge answers. In every case nothing crashes, the queues come back within the time-outs,
+// the stored events stay, and once the service is healthy again every stored event arrives (a report whose
+// answer was lost after the service stored it arrives twice, never zero times).
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "corvana/Corvana.hpp"
+#include "platform/LinuxApplication.h"
+#include "support/Campaigns.h"
+#include "support/ServiceTest.h"
+
+using namespace corvana;
+using test::ServiceProcess;
+using test::eventually;
+
+namespace {
+
+class FaultTolerance : public test::ServiceTest {
+ protected:
+  // The stored events' JSON lines, in row order.
+  std::vector<std::string> storedLines() {
+    std::vector<std::string> lines;
+    CRVDataManager::sharedInstance().getEventsDataWith([&](const std::string& text, const std::vector<int64_t>&) {
+      for (size_t at = 0; at < text.size();) {
+        const size_t end = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, end - at));
+        at = end + 1;
+      }
+    });
+    return lines;
+  }
+  // How often the service received each line.
+  std::map<std::string, int> receivedLines() {
+    std::map<std::string, int> counts;
+    const Value received = service->received("acme");
+    for (const Value& entry : received["events"]) ++counts[entry["line"].get<std::string>()];
+    return counts;
+  }
+  // Every line stored at some point has arrived at least once, and the table is empty.
+  void expectEverythingArrived(const std::vector<std::string>& stored) {
+    ASSERT_TRUE(eventually([&] { return storedRows() == 0; })) << storedRows() << " rows still stored";
+    const auto received = receivedLines();
+    for (const std::string& line : stored) EXPECT_GE(received.count(line) ? received.at(line) : 0, 1) << line;
+  }
+  // Restarts the service on its port; `dir` other than its own gives it a certificate the SDK does not trust.
+  void restartService(const std::string& dir) {
+    const int port = service->port();
+    service.reset();
+    service = std::make_unique<ServiceProcess>(dir, ServiceProcess::defaultConfig(), port);
+  }
+  void foreground() {
+    tp->clock->advance(4000);  // past the configured sync interval
+    Platform::current().application->postNotification(UIApplicationWillEnterForegroundNotification);
+    settle();
+    ASSERT_TRUE(eventually([&] { return !sdk().isSyncing(); }));
+  }
+};
+
+TEST_F(FaultTolerance, ServiceDownAtTheFirstStartKeepsEveryEventUntilItIsBack) {
+  const int port = service->port();
+  service->stop();
+  start();
+  EXPECT_TRUE(tp->log->contains("CorvanaSDK-Cannot connect to Corvana."));
+  EXPECT_FALSE(sdk().appSecret().has_value());
+  // Until a start completes, the host's actions are refused with a warning; what the start itself stored stays.
+  for (const char* name : {"offline-1", "offline-2", "offline-3"}) sdk().reportActionWithMetaData(name);
+  settle();
+  EXPECT_EQ(tp->log->count("CorvanaSDK-[warning] is not initialized. Initialize Framwork using "
+                           "initializeWithQuorvelID:appSecret: method."),
+            3u);
+  const auto stored = storedLines();
+  ASSERT_EQ(stored.size(), 4u) << testing::PrintToString(stored);
+
+  service = std::make_unique<ServiceProcess>(serviceDir.path(), ServiceProcess::defaultConfig(), port);
+  start();  // the host's next start
+  EXPECT_EQ(sdk().appSecret(), std::optional<std::string>("s3cret"));
+  expectEverythingArrived(stored);
+}
+
+TEST_F(FaultTolerance, BrokenReportAnswersKeepTheRowsAndACutAnswerOnlyDuplicates) {
+  storeInstallation();
+  start();
+  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  struct Case {
+    const char* name;
+    Value fault;
+    const char* line;  // what the SDK logs
+    bool kept;         // the rows stay for the next report
+  };
+  const Case cases[] = {
+      {"cut mid-body", {{"cut_body", true}}, "CorvanaSDK-The network connection was lost.", true},
+      {"a 503 page", {{"status", 503}, {"body", "<html>Service Unavailable</html>"}},
+       "CorvanaSDK-Internal Error Occured", true},
+      {"a 50 MB answer", {{"pad_bytes", 50'000'000}}, "CorvanaSDK-Reported all data successfully.", false},
+  };
+  std::vector<std::string> stored;
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    Value fault = c.fault;
+    fault["paths"] = "^/report/";
+    service->setFaults(fault);
+    tp->log->clear();
+    sdk().reportActionWithMetaData(c.name);
+    settle();
+    for (const auto& line : storedLines()) stored.push_back(line);
+    EXPECT_TRUE(tp->log->contains(c.line));
+    EXPECT_EQ(storedRows(), c.kept ? 1u : 0u);
+    if (c.kept) {
+      service->clearFaults();
+      sdk().reportAll();
+      settle();
+    }
+  }
+  expectEverythingArrived(stored);
+  const auto received = receivedLines();
+  for (const auto& [line, times] : received) {
+    const bool cut = line.find("cut mid-body") != std::string::npos;
+    EXPECT_EQ(times, cut ? 2 : 1) << line << ": stored by the service before its answer was cut, then resent";
+  }
+}
+
+TEST_F(FaultTolerance, BrokenSyncAnswersLeaveTheSettingsAndTheQueueFree) {
+  storeInstallation();
+  start();
+  sdk().setTimeoutInterval(5);
+  const Value faults[] = {
+      {{"broken_body", true}}, {{"close", true}}, {{"cut_body", true}}, {{"status", 500}, {"body", "oops"}},
+      {{"delay_ms", 5500}},    {{"pad_bytes", 50'000'000}},
+  };
+  size_t syncs = requestsTo("/api/v1/sync/").size();
+  for (const Value& fault : faults) {
+    SCOPED_TRACE(fault.dump());
+    Value applied = fault;
+    applied["paths"] = "^/api/v1/sync/";
+    service->setFaults(applied);
+    foreground();
+    // A connection closed without an answer is tried once more by the transport.
+    const size_t now = requestsTo("/api/v1/sync/").size();
+    EXPECT_GT(now, syncs);
+    syncs = now;
+    EXPECT_EQ(sdk().appSecret(), std::optional<std::string>("s3cret"));
+    // Events recorded right after are stored and reported as usual.
+    sdk().reportActionWithMetaData("after a broken sync");
+    sdk().reportAll();  // the action's own report may meet the foreground's still in flight
+    settle();
+    ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  }
+}
+
+TEST_F(FaultTolerance, AnUnknownCertificateAuthorityIsRefusedAndNothingIsLost) {
+  storeInstallation();
+  start();
+  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  test::TempDir impostorDir;
+  const std::string ownDir = serviceDir.path();
+  restartService(impostorDir.path());
+  tp->log->clear();
+  sdk().reportActionWithMetaData("while an impostor answers");
+  settle();
+  EXPECT_TRUE(tp->log->contains("CorvanaSDK-The certificate for this server is invalid."));
+  EXPECT_TRUE(service->received("acme")["events"].empty()) << "nothing may reach a service the SDK does not trust";
+  const auto stored = storedLines();
+  ASSERT_EQ(stored.size(), 1u);
+
+  restartService(ownDir);
+  sdk().reportAll();
+  settle();
+  expectEverythingArrived(stored);
+}
+
+TEST_F(FaultTolerance, TenThousandCampaignsAreSortedOutWhileEventsKeepFlowing) {
+  storeInstallation();
+  start();
+  Value config = Value::parse(ServiceProcess::defaultConfig());
+  Value& inapp = config["accounts"]["acme"]["sync"]["inapp"];
+  const double now = test::realNow();
+  for (int i = 0; i < 10'000; ++i) {
+    const bool live = i % 1000 == 0;
+    inapp.push_back(test::liveCampaign("c" + std::to_string(i), "t" + std::to_string(i), "always",
+                                       now - 86400, live ? now + 86400 : now - 86400 / 2));
+  }
+  service->setConfig(config);
+  tp->log->clear();
+  foreground();
+  sdk().reportActionWithMetaData("during the campaigns");
+  sdk().reportAll();
+  settle();
+  ASSERT_TRUE(eventually([&] { return storedRows() == 0; })) << "the events do not wait for the campaigns";
+  sdk().serialInAppQueue()->waitUntilIdle();
+  EXPECT_TRUE(tp->log->contains(
+      "CorvanaFramework--[Corvana parseResponseForBlockedAndFeatures:]_block_invoke [Line 311] Received 10000 "
+      "InAppMessages in sync call."));
+  std::lock_guard<std::recursive_mutex> lock(CRVDataManager::sharedInstance().databaseLock());
+  LorrowSQLiteManager file(Platform::current().files->documentsDirectory() + "/lorrowab.sqlite");
+  EXPECT_EQ(Value(file.getRowsForQuery("SELECT campaignId FROM crvn_inapp ORDER BY _id")).dump(),
+            R"([{"campaignId":"c0"},{"campaignId":"c1000"},{"campaignId":"c2000"},{"campaignId":"c3000"},)"
+            R"({"campaignId":"c4000"},{"campaignId":"c5000"},{"campaignId":"c6000"},{"campaignId":"c7000"},)"
+            R"({"campaignId":"c8000"},{"campaignId":"c9000"}])");
+}
+
+}  // namespace
