@@ -156,6 +156,13 @@ TEST_F(FaultTolerance, AnUnknownCertificateAuthorityIsRefusedAndNothingIsLost) {
   storeInstallation();
   start();
   ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  // Nothing an answer says turns verification off.
+  Value config = Value::parse(ServiceProcess::defaultConfig());
+  config["accounts"]["acme"]["sync"]["config"].update(
+      {{"ssl_verify", false}, {"verify_peer", false}, {"insecure", true}, {"allow_invalid_certificates", true}});
+  service->setConfig(config);
+  foreground();
+  ASSERT_EQ(requestsTo("/api/v1/sync/").size(), 1u);
   test::TempDir impostorDir;
   const std::string ownDir = serviceDir.path();
   restartService(impostorDir.path());
