@@ -3,7 +3,9 @@
 // the stored events stay, and once the service is healthy again every stored event arrives (a report whose
 // answer was lost after the service stored it arrives twice, never zero times).
 
+#include <chrono>
 #include <map>
+#include <thread>
 #include <string>
 #include <vector>
 
@@ -67,14 +69,14 @@ TEST_F(FaultTolerance, ServiceDownAtTheFirstStartKeepsEveryEventUntilItIsBack) {
   start();
   EXPECT_TRUE(tp->log->contains("CorvanaSDK-Cannot connect to Corvana."));
   EXPECT_FALSE(sdk().appSecret().has_value());
-  // Until a start completes, the host's actions are refused with a warning; what the start itself stored stays.
+  // Until a start completes, the host's actions are recorded with a warning.
   for (const char* name : {"offline-1", "offline-2", "offline-3"}) sdk().reportActionWithMetaData(name);
   settle();
   EXPECT_EQ(tp->log->count("CorvanaSDK-[warning] is not initialized. Initialize Framwork using "
                            "initializeWithQuorvelID:appSecret: method."),
             3u);
   const auto stored = storedLines();
-  ASSERT_EQ(stored.size(), 4u) << testing::PrintToString(stored);
+  ASSERT_EQ(stored.size(), 4u) << "the device record and the three actions: " << testing::PrintToString(stored);
 
   service = std::make_unique<ServiceProcess>(serviceDir.path(), ServiceProcess::defaultConfig(), port);
   start();  // the host's next start
@@ -208,6 +210,34 @@ TEST_F(FaultTolerance, TenThousandCampaignsAreSortedOutWhileEventsKeepFlowing) {
             R"([{"campaignId":"c0"},{"campaignId":"c1000"},{"campaignId":"c2000"},{"campaignId":"c3000"},)"
             R"({"campaignId":"c4000"},{"campaignId":"c5000"},{"campaignId":"c6000"},{"campaignId":"c7000"},)"
             R"({"campaignId":"c8000"},{"campaignId":"c9000"}])");
+}
+
+TEST_F(FaultTolerance, AReportAnsweredLateNeverDeletesRowsStoredAfterAnotherReportConfirmed) {
+  storeInstallation();
+  start();
+  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  service->setFaults({{"delay_ms", 1500}, {"paths", "^/report/"}, {"times", 1}});
+  sdk().reportActionWithMetaData("first");  // its report waits for the slow answer
+  sdk().serialQueue()->waitUntilIdle();
+  ASSERT_TRUE(logger().isReporting());
+  sdk().reportAll();  // a forced report sends the same row again and is answered at once
+  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  // The table is empty, so the next rows take the ids the slow report still holds.
+  service->setFaults({{"close", true}, {"paths", "^/report/"}});
+  sdk().reportActionWithMetaData("second");
+  sdk().serialQueue()->waitUntilIdle();
+  // The start's report, the forced one, then the slow one are confirmed; the deletion follows the line.
+  ASSERT_TRUE(tp->log->waitFor("CorvanaSDK-Reported all data successfully.", 3));
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  EXPECT_EQ(storedLines().size(), 1u) << "the slow answer must delete only the rows it sent";
+  service->clearFaults();
+  sdk().reportAll();
+  settle();
+  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  std::map<std::string, int> names;
+  for (const Value& event : receivedEvents()) ++names[event.value("name", "")];
+  EXPECT_EQ(names["first"], 2);
+  EXPECT_EQ(names["second"], 1);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "events/CRVDataManager.h"
 
+#include <set>
+
 #include "util/Log.h"
 
 namespace corvana {
@@ -81,8 +83,32 @@ void CRVDataManager::cleanUpEventsWith(const std::vector<int64_t>& ids) {
   (void)sql_.closeDatabase();
 }
 
+CRVDataManager::ReportedRows CRVDataManager::holdForReport(const std::vector<int64_t>& ids) {
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  auto rows = std::make_shared<std::vector<int64_t>>(ids);
+  reportsInFlight_.push_back(rows);
+  return rows;
+}
+
+void CRVDataManager::cleanUpReported(const ReportedRows& rows) {
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  releaseReported(rows);
+  const std::set<int64_t> deleted(rows->begin(), rows->end());
+  for (const ReportedRows& other : reportsInFlight_) {
+    std::erase_if(*other, [&](int64_t id) { return deleted.count(id) > 0; });
+  }
+  cleanUpEventsWith(*rows);
+  rows->clear();  // a repeated answer deletes nothing
+}
+
+void CRVDataManager::releaseReported(const ReportedRows& rows) {
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  std::erase(reportsInFlight_, rows);
+}
+
 void CRVDataManager::cleanUpAppEvents() {
   std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  for (const ReportedRows& report : reportsInFlight_) report->clear();  // their ids are free for new rows now
   (void)sql_.openDatabase();
   (void)sql_.doQuery("delete from lorrow_events");
   (void)sql_.closeDatabase();

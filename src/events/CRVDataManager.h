@@ -51,6 +51,16 @@ class CRVDataManager {
   void getEventsDataWith(const std::function<void(const std::string& events, const std::vector<int64_t>& ids)>& block);
   // Deletes the rows with these ids (an empty list deletes nothing).
   void cleanUpEventsWith(const std::vector<int64_t>& ids);
+  // The rows of one report in flight, from its snapshot to its answer. Row ids are reused once the newest rows
+  // are deleted, so a late answer must not delete by the snapshot's ids blindly: when overlapping reports sent
+  // the same rows and one of them is confirmed, those ids leave every other report in flight, and a later
+  // confirmation deletes only what is still its own.
+  using ReportedRows = std::shared_ptr<std::vector<int64_t>>;
+  ReportedRows holdForReport(const std::vector<int64_t>& ids);
+  // The report was confirmed: deletes its rows not already deleted by an overlapping report.
+  void cleanUpReported(const ReportedRows& rows);
+  // The report failed: its rows stay, and it no longer holds them.
+  void releaseReported(const ReportedRows& rows);
   // Deletes every event.
   void cleanUpAppEvents();
   // Opens and closes the database under the lock; reads nothing.
@@ -109,6 +119,7 @@ class CRVDataManager {
   // Lock order: the event logger's monitor first, then databaseLock (the report path takes both in that order).
   std::recursive_mutex databaseLock_;
   DateFormatter dateFormatter_;
+  std::vector<ReportedRows> reportsInFlight_;  // under databaseLock_
 };
 
 }  // namespace corvana

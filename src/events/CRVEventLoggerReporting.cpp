@@ -70,15 +70,17 @@ void CRVEventLogger::reportEvents(bool force) {
       isReporting_.store(false);
       return;
     }
-    // Exactly the rows of this snapshot are deleted; rows stored meanwhile wait for the next report. The
+    // Exactly the rows of this snapshot are deleted, unless an overlapping report was confirmed for them first;
+    // rows stored meanwhile wait for the next report. The
     // completion may come twice without an answer: it then only logs and clears the flag again.
-    auto sent = std::make_shared<const std::vector<int64_t>>(ids);
+    auto sent = CRVDataManager::sharedInstance().holdForReport(ids);
     CRVNetworkManager::sharedInstance().postDataSyncToTheEndpointWithBlock(body, *endpoint, [this, sent](const Value& response) {
       if (!response.is_null()) {
         CRVLog("CorvanaSDK-Reported all data successfully.");
-        CRVDataManager::sharedInstance().cleanUpEventsWith(*sent);
+        CRVDataManager::sharedInstance().cleanUpReported(sent);
       } else {
         CRVTrace(kResponse, 213, "Failed to report events data");
+        CRVDataManager::sharedInstance().releaseReported(sent);
       }
       isReporting_.store(false);
     });
