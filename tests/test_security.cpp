@@ -40,7 +40,7 @@ TEST_F(Security, SqlInANameRunsNoSecondStatementAndTheTablesSurvive) {
   service->setFaults({{"close", true}, {"paths", "^/report/"}});  // keep what is stored, to look at it
   // A quote breaks the insert (the design stores the text as it is); one that closes the statement stores the
   // record cut at the quote. The rest of the text is never run.
-  for (const char* name : {"x'; DROP TABLE lorrow_events; --", "x'); DROP TABLE crvn_inapp; --", "plain"}) {
+  for (const char* name : {"x'; DROP TABLE lorrow_events; --", "x'); DROP TABLE crvn_inapp; --", "plain", "bad \xff"}) {
     sdk().reportActionWithMetaData(name);
   }
   sdk().associateLead(std::make_shared<CorvanaLead>());
@@ -55,9 +55,11 @@ TEST_F(Security, SqlInANameRunsNoSecondStatementAndTheTablesSurvive) {
   for (const Value& row : file.getRowsForQuery("SELECT event FROM lorrow_events ORDER BY _id")) {
     events.push_back(row["event"].get<std::string>());
   }
-  ASSERT_GE(events.size(), 2u);
+  ASSERT_GE(events.size(), 3u);
   EXPECT_EQ(events[0], R"({"timestamp":1795262400,"event_type":"checkpoint","name":"x)");
   EXPECT_EQ(events[1], R"({"timestamp":1795262400,"event_type":"checkpoint","name":"plain","type":"custom"})");
+  // Text that is not UTF-8 is stored with a replacement character rather than lost.
+  EXPECT_EQ(events[2], "{\"timestamp\":1795262400,\"event_type\":\"checkpoint\",\"name\":\"bad \xef\xbf\xbd\",\"type\":\"custom\"}");
 }
 
 TEST_F(Security, TheAppSecretReachesTheLogOnlyInTheSyncAddress) {
