@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -119,6 +120,14 @@ TEST_F(Stress, EightHostThreadsCallEveryOperationWhileTheAppComesAndGoes) {
     }
   }
   std::cerr << recorded << " actions recorded, " << twice << " arrived more than once\n";
+  if (const char* dir = std::getenv("CORVANA_FIGURES_DIR"); dir && *dir) {
+    std::filesystem::create_directories(dir);
+    std::ofstream(std::filesystem::path(dir) / "stress.json")
+        << Value{{"threads", kThreads}, {"calls", kThreads * kCallsEach}, {"operations", operations.size()},
+                 {"actions_recorded", recorded}, {"actions_duplicated", twice}, {"seed", seed}}
+               .dump(2)
+        << "\n";
+  }
 }
 
 // Four threads enter the SDK's locks from their four entry points at the same moment: the event logger (its
@@ -194,6 +203,11 @@ TEST(LockOrder, NoDeadlockWhenEveryEntryPointRunsAtOnce) {
   lock.unlock();
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(finished, rounds);
+  if (const char* dir = std::getenv("CORVANA_FIGURES_DIR"); dir && *dir) {
+    std::filesystem::create_directories(dir);
+    std::ofstream(std::filesystem::path(dir) / "lock-order.json")
+        << Value{{"threads", entries.size()}, {"rounds", rounds}, {"deadlocks", rounds - finished}}.dump(2) << "\n";
+  }
   Corvana::sharedInstance().serialQueue()->waitUntilIdle();
   std::error_code ignored;
   if (options.dataDirectory == shm) std::filesystem::remove_all(shm, ignored);
