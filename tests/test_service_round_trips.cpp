@@ -73,59 +73,6 @@ TEST_F(RoundTrips, LaterStartWithTheSameInstallationDoesNotWaitForASync) {
   EXPECT_EQ(requestsTo("/api/v1/sync/").size(), 1u);
 }
 
-TEST_F(RoundTrips, RowsStayUntilTheServiceConfirmsThem) {
-  storeInstallation();
-  start();
-  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
-  struct Case {
-    const char* what;
-    Value fault;
-  };
-  const Case failures[] = {
-      {"a broken JSON body", {{"broken_body", true}}},
-      {"a 500 with an error page", {{"status", 500}, {"body", "Internal Server Error"}}},
-      {"a connection closed without an answer", {{"close", true}}},
-      {"an answer after the 10 s time-out", {{"delay_ms", 10500}}},
-  };
-  size_t recorded = 0;
-  for (const Case& failure : failures) {
-    SCOPED_TRACE(failure.what);
-    Value fault = failure.fault;
-    fault["paths"] = "^/report/";
-    service->setFaults(fault);
-    sdk().reportActionWithMetaData(failure.what);
-    ++recorded;
-    settle();
-    EXPECT_EQ(storedRows(), recorded);
-    EXPECT_TRUE(tp->log->contains(
-        "CorvanaFramework--[CRVEventLogger reportEvents:]_block_invoke_2 [Line 213] Failed to report events data"));
-    tp->log->clear();
-  }
-  // A 500 whose body says "success" counts as a success: the status is not examined.
-  service->setFaults({{"status", 500}, {"paths", "^/report/"}});
-  sdk().reportAll();
-  settle();
-  EXPECT_EQ(storedRows(), 0u);
-  EXPECT_TRUE(tp->log->contains("CorvanaSDK-Reported all data successfully."));
-  std::vector<std::string> names;
-  for (const Value& event : receivedEvents()) names.push_back(event.value("name", ""));
-  EXPECT_EQ(names, (std::vector<std::string>{"crv_app_open", "a broken JSON body", "a 500 with an error page",
-                                             "a connection closed without an answer",
-                                             "an answer after the 10 s time-out"}));
-}
-
-TEST_F(RoundTrips, RefusedConnectionKeepsTheRows) {
-  storeInstallation();
-  start();
-  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
-  service->stop();
-  tp->log->clear();
-  sdk().reportActionWithMetaData("offline");
-  settle();
-  EXPECT_EQ(storedRows(), 1u);
-  EXPECT_TRUE(tp->log->contains("CorvanaSDK-Cannot connect to Corvana."));
-}
-
 TEST_F(RoundTrips, AnEventStoredWhileThePostIsInFlightSurvivesTheDeletion) {
   storeInstallation();
   start();
