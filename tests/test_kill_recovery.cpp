@@ -1,0 +1,293 @@
+// A host app (tests/crash/kill_host.cpp) records actions from several threads while it reports to the reference
+// service, and is killed with SIGKILL at a random moment, round after round, on the same data folder. After every
+// kill the database must pass SQLite's integrity check and the preferences and secure-store files must load; a
+// last run drains the store. Every action whose row was ever committed must then have reached the service: twice
+// is allowed (a kill between the service's answer and the delete, or two reports of one run overlapping), never
+// zero times. An action counts as stored when the host saw the serial queue pass it, when its row was in the
+// database after a kill, or when it arrived; actions still waiting on the serial queue when the process died were
+// never stored, and are counted apart.
+//
+// CORVANA_KILL_ROUNDS sets the number of rounds (10 by default), CORVANA_KILL_SEED the seed of the kill delays,
+// and CORVANA_FIGURES_DIR a folder where the figures are written as kill.json.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sqlite3.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/LinuxPreferences.h"
+#include "platform/LinuxSecureStore.h"
+#include "support/ServiceProcess.h"
+#include "support/TestPlatform.h"
+
+#ifndef CORVANA_KILL_HOST
+#error "CORVANA_KILL_HOST must name the kill_host program"
+#endif
+
+namespace fs = std::filesystem;
+
+namespace corvana::test {
+namespace {
+
+unsigned long envNumber(const char* name, unsigned long fallback) {
+  const char* text = std::getenv(name);
+  return text && *text ? std::stoul(text) : fallback;
+}
+
+double secondsSince1970() {
+  return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
+std::string readText(const fs::path& path) {
+  std::ifstream in(path);
+  std::stringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+// One run of the host with its standard output and error in files of `dir`.
+class HostRun {
+ public:
+  HostRun(const ServiceProcess& service, const fs::path& dataDir, const fs::path& dir, const std::string& round)
+      : out_(dir / ("host-" + round + ".out")), err_(dir / ("host-" + round + ".err")) {
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    std::vector<std::string> args = {CORVANA_KILL_HOST, dataDir.string(), service.domain(), service.caFile(),
+                                     service.resolveFor("acme"), round};
+    std::vector<char*> argv;
+    for (auto& arg : args) argv.push_back(arg.data());
+    argv.push_back(nullptr);
+    const int rc = ::posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (rc != 0) throw std::runtime_error("cannot start " + args[0]);
+  }
+  ~HostRun() {
+    if (pid_ > 0) kill();
+  }
+
+  // The wait status once the host ended by itself within `timeout`; nothing while it still runs.
+  std::optional<int> waitFor(std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    int status = 0;
+    while (::waitpid(pid_, &status, WNOHANG) == 0) {
+      if (std::chrono::steady_clock::now() >= deadline) return std::nullopt;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    pid_ = -1;
+    return status;
+  }
+  void kill() {
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  }
+  std::string output() const { return readText(out_); }
+  std::string errors() const {
+    const std::string text = readText(err_);
+    return text.size() > 4000 ? "..." + text.substr(text.size() - 4000) : text;
+  }
+
+ private:
+  fs::path out_, err_;
+  pid_t pid_ = -1;
+};
+
+// The name of a recorded action, "" for every other record.
+std::string actionName(const Value& event) {
+  if (!event.is_object() || event.value("event_type", "") != "checkpoint" || event.value("type", "") != "custom") {
+    return "";
+  }
+  return event.value("name", "");
+}
+
+// What a killed host left in its database. SQLite rolls a hot journal back only on a connection that may write,
+// so the database and its journal are copied and the copy is opened: it is what the next start will see, and the
+// real files stay as the kill left them for the SDK's own recovery.
+struct DatabaseState {
+  bool hotJournal = false;
+  std::string integrity;
+  std::set<std::string> actions;
+};
+
+DatabaseState inspectDatabase(const fs::path& database, const fs::path& scratch) {
+  DatabaseState state;
+  fs::remove_all(scratch);
+  fs::create_directories(scratch);
+  if (!fs::exists(database)) return {false, "ok", {}};
+  state.hotJournal = fs::exists(database.string() + "-journal");
+  for (const char* suffix : {"", "-journal", "-wal"}) {
+    const fs::path from = database.string() + suffix;
+    if (fs::exists(from)) fs::copy_file(from, scratch / (database.filename().string() + suffix));
+  }
+  sqlite3* db = nullptr;
+  const std::string copy = (scratch / database.filename()).string();
+  if (sqlite3_open_v2(copy.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+    state.integrity = std::string("open failed: ") + sqlite3_errmsg(db);
+    sqlite3_close(db);
+    return state;
+  }
+  auto each = [&](const char* sql, const std::function<void(sqlite3_stmt*)>& row) {
+    sqlite3_stmt* statement = nullptr;
+    if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) != SQLITE_OK) {
+      // A host killed before the SDK made its table leaves an empty database.
+      const std::string message = sqlite3_errmsg(db);
+      if (message != "no such table: lorrow_events") state.integrity += std::string(" ") + sql + ": " + message;
+      return;
+    }
+    while (sqlite3_step(statement) == SQLITE_ROW) row(statement);
+    sqlite3_finalize(statement);
+  };
+  each("PRAGMA integrity_check", [&](sqlite3_stmt* s) {
+    state.integrity += reinterpret_cast<const char*>(sqlite3_column_text(s, 0));
+  });
+  each("SELECT event FROM lorrow_events", [&](sqlite3_stmt* s) {
+    const std::string name =
+        actionName(Value::parse(reinterpret_cast<const char*>(sqlite3_column_text(s, 0)), nullptr, false));
+    if (!name.empty()) state.actions.insert(name);
+  });
+  sqlite3_close(db);
+  return state;
+}
+
+// The log lines of loading a file the way the SDK does at start; an unreadable file gives one.
+template <typename Store>
+std::vector<std::string> loadLines(const fs::path& path) {
+  auto log = std::make_shared<CapturedLog>();
+  Store store(path.string(), log);
+  return log->lines();
+}
+
+struct Figures {
+  std::set<std::string> recorded, committed, seenStored;
+  std::map<std::string, std::vector<double>> delivered;  // name: arrival times at the service
+  std::vector<double> kills;                             // times of the kills, on the service's clock
+  size_t hotJournals = 0;
+};
+
+TEST(KillRecovery, EveryStoredActionReachesTheServiceDespiteKills) {
+  const unsigned long rounds = envNumber("CORVANA_KILL_ROUNDS", 10);
+  const unsigned long seed = envNumber("CORVANA_KILL_SEED", std::random_device{}());
+  std::printf("kill test: %lu rounds, seed %lu (CORVANA_KILL_SEED=%lu repeats them)\n", rounds, seed, seed);
+  std::mt19937 random(static_cast<std::mt19937::result_type>(seed));
+  std::uniform_int_distribution<int> delayMs(50, 800);
+
+  TempDir work;
+  const fs::path root = work.path(), dataDir = root / "host", logs = root / "logs";
+  fs::create_directories(logs);
+  ServiceProcess service((root / "service").string());
+  const fs::path database = dataDir / "Documents" / "lorrowab.sqlite";
+  const fs::path preferences = dataDir / "Library" / "Preferences" / "io.corvana.killhost.plist.json";
+  const fs::path secureStore = dataDir / "Library" / "Keychains" / "secure-store.json";
+
+  Figures figures;
+  for (unsigned long round = 0; round < rounds; ++round) {
+    const int delay = delayMs(random);
+    HostRun host(service, dataDir, logs, std::to_string(round));
+    const auto ended = host.waitFor(std::chrono::milliseconds(delay));
+    ASSERT_FALSE(ended) << "round " << round << ": the host ended by itself (status " << *ended << ")\n"
+                        << host.errors();
+    host.kill();
+    figures.kills.push_back(secondsSince1970());
+
+    // A line without its end was cut by the kill and does not count.
+    std::istringstream lines(host.output());
+    for (std::string line; std::getline(lines, line) && !lines.eof();) {
+      if (line.rfind("R ", 0) == 0) figures.recorded.insert(line.substr(2));
+      if (line.rfind("S ", 0) == 0) figures.committed.insert(line.substr(2));
+    }
+    const DatabaseState state = inspectDatabase(database, root / "scratch");
+    ASSERT_EQ(state.integrity, "ok") << "round " << round << " killed after " << delay << " ms";
+    figures.hotJournals += state.hotJournal ? 1 : 0;
+    figures.seenStored.insert(state.actions.begin(), state.actions.end());
+    EXPECT_EQ(loadLines<LinuxPreferences>(preferences), std::vector<std::string>{}) << "round " << round;
+    EXPECT_EQ(loadLines<LinuxSecureStore>(secureStore), std::vector<std::string>{}) << "round " << round;
+  }
+
+  HostRun drain(service, dataDir, logs, "drain");
+  const auto drained = drain.waitFor(std::chrono::seconds(60));
+  ASSERT_TRUE(drained) << "the draining host did not end within 60 s\n" << drain.errors();
+  ASSERT_TRUE(WIFEXITED(*drained) && WEXITSTATUS(*drained) == 0)
+      << "the draining host ended with status " << *drained << "\n" << drain.errors();
+  const DatabaseState left = inspectDatabase(database, root / "scratch");
+  EXPECT_EQ(left.integrity, "ok");
+  EXPECT_TRUE(left.actions.empty()) << left.actions.size() << " actions still stored after draining";
+
+  size_t unparsed = 0;
+  const Value received = service.received("acme");
+  for (const Value& report : received["events"]) {
+    const Value& event = report["event"];
+    unparsed += event.is_object() ? 0 : 1;
+    const std::string name = actionName(event);
+    if (name.empty()) continue;
+    figures.delivered[name].push_back(report["received_at"].get<double>());
+    // A row read back whole: its details are the ones recorded under its name.
+    EXPECT_EQ("-" + event["metadata"].value("seq", "?"), name.substr(name.rfind('-'))) << report.dump();
+  }
+  EXPECT_EQ(unparsed, 0u) << "lines the service could not parse";
+
+  std::set<std::string> stored = figures.committed, lost, neverStored;
+  stored.insert(figures.seenStored.begin(), figures.seenStored.end());
+  // A kill between the service's answer and the delete sends the rows again from the next run; overlapping
+  // reports of one run send them twice as well.
+  size_t duplicated = 0, duplicatedAcrossAKill = 0;
+  for (const auto& [name, times] : figures.delivered) {
+    stored.insert(name);
+    if (times.size() < 2) continue;
+    ++duplicated;
+    const auto [first, last] = std::minmax_element(times.begin(), times.end());
+    duplicatedAcrossAKill += std::any_of(figures.kills.begin(), figures.kills.end(),
+                                         [&](double kill) { return *first < kill && kill < *last; });
+  }
+  for (const auto& name : stored) {
+    if (!figures.delivered.count(name)) lost.insert(name);
+  }
+  for (const auto& name : figures.recorded) {
+    if (!stored.count(name)) neverStored.insert(name);
+  }
+  const Value result = {{"rounds", rounds},
+                        {"seed", seed},
+                        {"recorded", figures.recorded.size()},
+                        {"stored", stored.size()},
+                        {"committed", figures.committed.size()},
+                        {"seen_in_database_at_a_kill", figures.seenStored.size()},
+                        {"kills_inside_a_write", figures.hotJournals},
+                        {"delivered", figures.delivered.size()},
+                        {"duplicated", duplicated},
+                        {"duplicated_across_a_kill", duplicatedAcrossAKill},
+                        {"lost", lost.size()},
+                        {"never_stored", neverStored.size()}};
+  std::printf("kill test figures: %s\n", result.dump().c_str());
+  if (const char* dir = std::getenv("CORVANA_FIGURES_DIR"); dir && *dir) {
+    fs::create_directories(dir);
+    std::ofstream(fs::path(dir) / "kill.json") << result.dump(2) << "\n";
+  }
+
+  EXPECT_GT(stored.size(), 0u) << "nothing was stored: the rounds tested nothing";
+  EXPECT_TRUE(lost.empty()) << lost.size() << " stored actions never reached the service, the first "
+                            << *lost.begin();
+}
+
+}  // namespace
+}  // namespace corvana::test
