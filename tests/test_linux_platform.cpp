@@ -57,9 +57,13 @@ TEST(LinuxDevice, ReadsTheVersionIdOfOsRelease) {
 TEST(LinuxPlatform, FoldersAreMadePrivateUnderTheDataFolderWhenAskedFor) {
   TempDir dir;
   auto platform = makePlatform(dir.path() + "/data", test::testPlatformOptions());
+  platform->preferences->setObjectForKey(true, "made");
+  platform->secureStore->add({{kSecClass, kSecClassGenericPassword}, {kSecAttrAccount, "made"}});
   const std::vector<std::pair<std::string, std::string>> folders = {
       {platform->files->documentsDirectory(), dir.path() + "/data/Documents"},
       {platform->files->cachesDirectory(), dir.path() + "/data/Library/Caches"},
+      {dir.path() + "/data/Library/Preferences", dir.path() + "/data/Library/Preferences"},
+      {dir.path() + "/data/Library/Keychains", dir.path() + "/data/Library/Keychains"},
   };
   for (const auto& [answered, expected] : folders) {
     EXPECT_EQ(answered, expected);
