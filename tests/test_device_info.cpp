@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <thread>
 
 #include "platform/LinuxApplication.h"
 #include "platform/LinuxDevice.h"
@@ -26,11 +25,6 @@ class DeviceInfo : public ::testing::Test {
     LinuxPlatformOptions options = test::testPlatformOptions();
     change(options);
     Platform::current().device = std::make_shared<LinuxDevice>(options);
-  }
-  std::shared_ptr<LinuxApplication> useBundlePath(const std::string& path) {
-    auto application = std::make_shared<LinuxApplication>("2.3.1", "io.corvana.tests", path);
-    Platform::current().application = application;
-    return application;
   }
   CRVUtil& util() { return CRVUtil::sharedInstance(); }
 };
@@ -124,7 +118,7 @@ TEST_F(DeviceInfo, TimeStampAndDateInTheDeviceZone) {
 
 TEST_F(DeviceInfo, ResourceBundleAndStoryboard) {
   test::TempDir app;
-  useBundlePath(app.path());
+  Platform::current().application = std::make_shared<LinuxApplication>("2.3.1", "io.corvana.tests", app.path());
   EXPECT_EQ(util().getStoryboard(), std::nullopt);
   EXPECT_EQ(log().lines(), Lines{"CorvanaSDK-CRVResources.bundle not found !"});
 
@@ -137,21 +131,6 @@ TEST_F(DeviceInfo, ResourceBundleAndStoryboard) {
 
   std::ofstream(bundle / "CRVInApp.storyboard.json") << "{}";
   EXPECT_EQ(util().getStoryboard(), (bundle / "CRVInApp.storyboard.json").string());
-}
-
-TEST_F(DeviceInfo, OpenUrlAndMainQueueHelpers) {
-  auto application = useBundlePath("/nonexistent");
-  auto& mainQueue = *Platform::current().mainQueue;
-  util().openUrl(std::nullopt);
-  util().openUrl("https://example.com/deal");
-  EXPECT_TRUE(application->openedURLs().empty());  // opened on the main queue, not during the call
-  EXPECT_EQ(mainQueue.drain(), 1u);
-  EXPECT_EQ(application->openedURLs(), Lines{"https://example.com/deal"});
-
-  // On the main thread the task runs at once, without waiting on the main queue.
-  std::thread::id ranOn;
-  runOnMainQueueWithoutDeadlocking([&] { ranOn = std::this_thread::get_id(); });
-  EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
 TEST(DateFormatter, FormatsAndParsesStrictlyInItsLocaleAndZone) {

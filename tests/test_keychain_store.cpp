@@ -93,18 +93,5 @@ TEST_F(KeychainStore, PendingInstanceValuesWinUntilSynchronized) {
   EXPECT_EQ(Store::stringForKeyService("key", "svc"), std::nullopt);
 }
 
-TEST_F(KeychainStore, DescriptionListsTheServiceItemsWithTextOrBytes) {
-  auto store = Store::keyChainStoreWithServiceAccessGroup("svc", "group");
-  EXPECT_EQ(store->description(), "[]");
-  Store::setStringForKeyService("hello", "text", "svc");
-  Store::setDataForKeyService(Data{0xc3, 0x28}, "bytes", "svc");
-  Store::setStringForKeyService("elsewhere", "text", "other");
-  store->setStringForKey("pending, not listed", "pending");
-  // The access group is never given to the secure store, so items have none.
-  EXPECT_EQ(store->description(),
-            R"([{"Service":"svc","Account":"text","AccessGroup":null,"Value":"hello"},)"
-            R"({"Service":"svc","Account":"bytes","AccessGroup":null,"Value":{"bytes":[195,40],"subtype":null}}])");
-}
-
 }  // namespace
 }  // namespace corvana
