@@ -95,14 +95,6 @@ TEST_F(DataBinder, TextLinesFontsAlignmentAndContext) {
     EXPECT_EQ(std::tuple(crvAction(*label), label->gestureRecognizers().size(), label->isUserInteractionEnabled()),
               std::tuple(std::nullopt, 0u, false));
   }
-  auto tappable = std::make_shared<Label>();
-  tappable->setUserInteractionEnabled(false);
-  binder().bindTextWithData(tappable, text(14, false, false, 0, "www.corvana.io"));
-  EXPECT_EQ(std::tuple(crvAction(*tappable), tappable->isUserInteractionEnabled()),
-            std::tuple(std::optional<std::string>("www.corvana.io"), true));
-  ASSERT_EQ(tappable->gestureRecognizers().size(), 1u);
-  EXPECT_EQ(tappable->gestureRecognizers()[0]->view(), tappable);
-  EXPECT_EQ(handler().tapGestureRecognizerSet(), tappable->gestureRecognizers());
 }
 
 TEST_F(DataBinder, ButtonStylesBordersGradientAndTarget) {

@@ -194,46 +194,6 @@ TEST(ViewLayout, IntrinsicSizesAndLabelsWrapAtTheirWidth) {
   EXPECT_EQ(imageView.intrinsicContentSize(), (Size{7, 3}));
 }
 
-// Records the order of the pass's calls and adds its constraints when asked to update them.
-class RecordingView : public View {
- public:
-  RecordingView(std::vector<std::string>& log, std::string name) : log_(log), name_(std::move(name)) {}
-  void updateConstraints() override {
-    log_.push_back("update " + name_);
-    if (const auto parent = superview()) {
-      auto self = shared_from_this();
-      parent->addConstraints({equal(self, A::Left, parent, 5), equal(self, A::Top, parent, 6),
-                              fixed(self, A::Width, 7), fixed(self, A::Height, 8)});
-    }
-    View::updateConstraints();
-  }
-  void layoutSubviews() override { log_.push_back("layout " + name_ + " " + std::to_string(static_cast<int>(frame().size.width))); }
-
- private:
-  std::vector<std::string>& log_;
-  std::string name_;
-};
-
-TEST(ViewLayout, PassUpdatesConstraintsThenSolvesThenLaysOutTopDown) {
-  std::vector<std::string> log;
-  const auto outer = std::make_shared<RecordingView>(log, "outer");
-  outer->setFrame(makeRect(0, 0, 100, 100));
-  const auto inner = std::make_shared<RecordingView>(log, "inner");
-  inner->setTranslatesAutoresizingMaskIntoConstraints(false);
-  outer->addSubview(inner);
-  outer->layoutIfNeeded();
-  EXPECT_EQ(log, (std::vector<std::string>{"update outer", "update inner", "layout outer 100", "layout inner 7"}));
-  EXPECT_EQ(inner->frame(), makeRect(5, 6, 7, 8));
-  EXPECT_FALSE(inner->needsUpdateConstraints());
-  log.clear();
-  outer->layoutIfNeeded();  // nothing to update a second time
-  EXPECT_EQ(log, (std::vector<std::string>{"layout outer 100", "layout inner 7"}));
-  inner->setNeedsUpdateConstraints();
-  log.clear();
-  outer->layoutIfNeeded();
-  EXPECT_EQ(log.front(), "update inner");
-}
-
 // ---- Hierarchy ------------------------------------------------------------------------------------------------
 
 TEST(ViewHierarchy, AddMoveFrontAndConvertPoints) {
