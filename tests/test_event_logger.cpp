@@ -223,7 +223,6 @@ TEST_F(EventLoggerTest, PushBuilders) {
   logger.reportPushToken("abc123");
   logger.reportPushOpen(Value{{UIApplicationLaunchOptionsRemoteNotificationKey, Value::object()}, {"c", "cmp-9"}});
   logger.clearPushToken();
-  logger.reportPushDelivered("cmp-3");
   logger.reportInappWithSubTypeAndCampaignId("displayed", "");
   std::vector<std::string> texts;
   for (const Value& record : rows()) texts.push_back(record.dump());
@@ -233,7 +232,6 @@ TEST_F(EventLoggerTest, PushBuilders) {
                        R"({"timestamp":)" + ts + R"(,"event_type":"update_test_device","push_token":"abc123"})",
                        R"({"timestamp":)" + ts + R"(,"event_type":"push","push":{"subtype":"opened","cid":"cmp-9"}})",
                        R"({"timestamp":)" + ts + R"(,"event_type":"push","push":{"subtype":"unregister"}})",
-                       R"({"timestamp":)" + ts + R"(,"event_type":"push","push":{"subtype":"delivered","cid":"cmp-3"}})",
                        R"({"timestamp":)" + ts + R"(,"event_type":"inapp"})",
                    }));
   EXPECT_EQ(tp->log->lines(), std::vector<std::string>{"CorvanaSDK-Updating test device push token"});

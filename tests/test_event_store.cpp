@@ -18,7 +18,6 @@ class EventStoreTest : public ::testing::Test {
   void SetUp() override {
     tp = &test::installTestPlatform();
     store = &CRVDataManager::sharedInstance();
-    store->cleanUpAppEvents();
     file.emplace(Platform::current().files->documentsDirectory() + "/lorrowab.sqlite");
     tp->log->clear();
   }
