@@ -48,12 +48,6 @@ TEST(EventStoreStartUp, ADamagedDatabaseFileIsKeptAsideAndRecordingGoesOn) {
                                path + " (kept as " + path + ".corrupt)"));
 }
 
-TEST_F(EventStoreTest, CreatesBothTablesAndTheSharedFormatter) {
-  const auto tables = file->getRowsForQuery("SELECT name FROM sqlite_master WHERE name NOT LIKE 'sqlite_%'");
-  EXPECT_EQ(Value(tables).dump(), R"([{"name":"lorrow_events"},{"name":"crvn_inapp"}])");
-  EXPECT_EQ(store->dateFormatter().stringFromDate(Date{1.5}), "1970-01-01T00:00:01.500Z");
-}
-
 TEST_F(EventStoreTest, StoresCompactRecordsReadsThemAsLinesWithIdsAndDeletesListedIds) {
   EXPECT_EQ(stored(), (Stored{"", {}}));
 
