@@ -7,7 +7,6 @@
 #include "platform/LinuxDevice.h"
 #include "support/TestPlatform.h"
 #include "util/CRVUtil.h"
-#include "util/DateFormatter.h"
 #include "util/SettingsKeys.h"
 
 namespace corvana {
@@ -116,26 +115,6 @@ TEST_F(DeviceInfo, ResourceBundleAndStoryboard) {
 
   std::ofstream(bundle / "CRVInApp.storyboard.json") << "{}";
   EXPECT_EQ(util().getStoryboard(), (bundle / "CRVInApp.storyboard.json").string());
-}
-
-TEST(DateFormatter, FormatsAndParsesStrictlyInItsLocaleAndZone) {
-  test::installTestPlatform();  // device: en_US, America/New_York
-  struct Case { const char* pattern; const char* locale; const char* zone; double seconds; const char* text; };
-  const Case cases[] = {
-      {"yyyy-MM-dd'T'HH:mm:ss.SSS'Z'", "en_US_POSIX", "UTC", test::kTestEpoch + 0.125, "2026-11-21T12:00:00.125Z"},
-      {"MMM dd, yyyy 'at' hh:mm a", "en_US_POSIX", "UTC", test::kTestEpoch + 3 * 3600 + 300,
-       "Nov 21, 2026 at 03:05 PM"},
-      {"MMM d yyyy HH:mm zzz", "", "", test::kTestEpoch, "Nov 21 2026 07:00 EST"},
-  };
-  for (const auto& c : cases) {
-    const DateFormatter formatter(c.pattern, c.locale, c.zone);
-    EXPECT_EQ(formatter.stringFromDate(Date{c.seconds}), c.text);
-    EXPECT_EQ(formatter.dateFromString(c.text), Date{c.seconds}) << c.text;
-  }
-  const DateFormatter day("yyyy-MM-dd", "en_US_POSIX", "UTC");
-  for (const char* text : {"2026-02-30", "2026-13-01", "2026-11-21 trailing", "2026/11/21", ""}) {
-    EXPECT_EQ(day.dateFromString(text), std::nullopt) << text;
-  }
 }
 
 }  // namespace
