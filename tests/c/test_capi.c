@@ -73,17 +73,8 @@ static int service_lifeline = -1; /* the service exits when its standard input c
 static int service_port = 0;
 static char service_cert[1024];
 
+/* The service's own accounts: "acme" with the secret "s3cret" and the test token "T1". */
 static int start_service(const char* dir) {
-  char config_path[1024];
-  snprintf(config_path, sizeof config_path, "%s/service-config.json", dir);
-  FILE* config = fopen(config_path, "w");
-  if (!config) return -1;
-  fputs("{\"accounts\": {\"acme\": {\"secret\": \"s3cret\", \"test_tokens\": [\"T1\"], \"images_dir\": \"images\","
-        " \"sync\": {\"success\": true, \"lst\": 1700000000, \"config\": {\"syncTimeOut\": 3600,"
-        " \"secure_mode\": false, \"test_device\": false}, \"inapp\": []}}}}",
-        config);
-  fclose(config);
-
   int out[2], in[2];
   if (pipe2(out, O_CLOEXEC) != 0 || pipe2(in, O_CLOEXEC) != 0) return -1;
   posix_spawn_file_actions_t actions;
@@ -91,7 +82,7 @@ static int start_service(const char* dir) {
   posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, in[0], STDIN_FILENO);
   char* argv[] = {CORVANA_SERVICE_BINARY, "--host", "127.0.0.1", "--port", "0", "--dir", (char*)dir,
-                  "--config", config_path, "--exit-with-stdin", NULL};
+                  "--exit-with-stdin", NULL};
   const int rc = posix_spawn(&service_pid, argv[0], &actions, NULL, argv, environ);
   posix_spawn_file_actions_destroy(&actions);
   close(out[1]);
