@@ -106,13 +106,9 @@ TEST_F(NetworkManagerTest, EveryHeaderArrivesWithItsValue) {
                                                                                               "native");
   ASSERT_TRUE(log->waitFor("CorvanaSDK-v.0.8.4 initialized successfully."));
 
-  const std::string base = "end point https://acme." + service.domain() + "/";
+  // Their trace lines: the security test reads the sync address; the case without an account, both formats.
   EXPECT_EQ(1700000000, request("api/v1/sync/s3cret?lst=42").at(0)["lst"]);
-  EXPECT_TRUE(log->contains("CorvanaFramework--[CRVNetworkManager getDataFromTheEndpoint:withBlock:] [Line 52] "
-                            "Getting data from " + base + "api/v1/sync/s3cret?lst=42"));
   EXPECT_EQ(Calls{kOk}, request("report/events/?n=1", "{\"e\":1}"));
-  EXPECT_TRUE(log->contains("CorvanaFramework--[CRVNetworkManager postDataSync:toTheEndpoint:withBlock:] [Line 147] "
-                            "Posting data to " + base + "report/events/?n=1"));
 
   auto& identity = UIDeviceAdditionalInfo::sharedInstance();
   const Value expected = {{"lc", "en-US"}, {"tz", "America/New_York"}, {"p", "ios"}, {"sec", "s3cret"},
