@@ -162,8 +162,6 @@ TEST_F(CampaignStore, ARefreshRebuildsTheTriggerTableAndClearsOneExpiredCampaign
   store().getAllValidMessages();
   EXPECT_EQ(ids(), (Value{"x2", "x3", "live", "older", "other"}));
   EXPECT_EQ(triggers(), (Value{{"buy", "older"}, {"open", "other"}}));
-  store().cleanUpInapp();
-  EXPECT_EQ(ids(), (Value{"x3", "live", "older", "other"}));
   store().getAllValidMessages();
   store().getAllValidMessages();
   EXPECT_EQ(ids(), (Value{"live", "older", "other"}));

@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstdint>
-#include <limits>
 #include <string>
 
 #include "inapp/ui/CRVColor.h"
@@ -39,35 +37,6 @@ TEST(ColourParsing, HexStrings) {
   for (const auto& [text, expected] : cases) {
     SCOPED_TRACE(text);
     expectColor(colorWithHexString(text), expected);
-  }
-}
-
-TEST(ColourParsing, Components) {
-  struct Case { const char* text; size_t start, length; double expected; };
-  const Case cases[] = {
-      {"1G", 0, 2, byte(1)}, {"ab", 0, 2, byte(0xAB)}, {"8", 0, 1, byte(0x88)}, {"ABC", 1, 1, byte(0xBB)},
-      {"GG", 0, 2, 0.0}, {"F", 0, 0, 0.0},
-      // Lengths other than 1 and 2 are doubled as well; the 32-bit reading saturates.
-      {"ABC", 0, 3, 0xABCABC / 255.0}, {"FFFFF", 0, 5, std::numeric_limits<uint32_t>::max() / 255.0},
-      // A range past the end is clipped, and the length asked for still decides the doubling.
-      {"AB", 1, 5, byte(0xBB)}, {"AB", 7, 1, 0.0},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.text) + " " + std::to_string(c.start) + "," + std::to_string(c.length));
-    EXPECT_DOUBLE_EQ(colorComponentFromStartLength(c.text, c.start, c.length), c.expected);
-  }
-}
-
-TEST(ColourParsing, BuildingAndBlending) {
-  expectColor(colorWithRedGreenBlue(0.1, 0.2, 0.3), {0.1, 0.2, 0.3, 1.0});
-  expectColor(clearColor(), CRVColor{});
-
-  const CRVColor red{1, 0, 0, 1}, clearBlue{0, 0, 1, 0};
-  const std::pair<double, CRVColor> cases[] = {
-      {0.0, red}, {1.0, clearBlue}, {0.25, {0.75, 0, 0.25, 0.75}}, {2.0, {-1, 0, 2, -1}}, {-1.0, {2, 0, -1, 2}}};
-  for (const auto& [fraction, expected] : cases) {
-    SCOPED_TRACE(fraction);
-    expectColor(blendedColorWithFractionOfColor(red, fraction, clearBlue), expected);
   }
 }
 

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <future>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -87,19 +88,13 @@ TEST(DispatchQueue, IdleOnlyWhenRunningTasksAndTheTasksTheyQueueAreDone) {
   {
     DispatchQueue queue("com.corvana.test.idle");
     EXPECT_TRUE(queue.isIdle());
-    std::mutex mutex;
-    std::condition_variable changed;
-    int released = 0;
-    queue.async([&] {
-      waitForCount(mutex, changed, released, 1);
+    std::promise<void> release;
+    queue.async([&, released = release.get_future().share()] {
+      released.wait();
       queue.async([&] { queue.async([&] { ++finished; }); });
     });
     EXPECT_FALSE(queue.isIdle());
-    {
-      std::lock_guard<std::mutex> lock(mutex);
-      released = 1;
-      changed.notify_all();
-    }
+    release.set_value();
     queue.waitUntilIdle();
     EXPECT_EQ(finished.load(), 1);
     EXPECT_TRUE(queue.isIdle());

@@ -18,7 +18,6 @@ class EventStoreTest : public ::testing::Test {
   void SetUp() override {
     tp = &test::installTestPlatform();
     store = &CRVDataManager::sharedInstance();
-    store->cleanUpAppEvents();
     file.emplace(Platform::current().files->documentsDirectory() + "/lorrowab.sqlite");
     tp->log->clear();
   }
@@ -47,12 +46,6 @@ TEST(EventStoreStartUp, ADamagedDatabaseFileIsKeptAsideAndRecordingGoesOn) {
   EXPECT_EQ(events, R"({"name":"after"})");
   EXPECT_TRUE(tp.log->contains("CorvanaSDK-Database file unreadable (file is not a database), starting empty: " +
                                path + " (kept as " + path + ".corrupt)"));
-}
-
-TEST_F(EventStoreTest, CreatesBothTablesAndTheSharedFormatter) {
-  const auto tables = file->getRowsForQuery("SELECT name FROM sqlite_master WHERE name NOT LIKE 'sqlite_%'");
-  EXPECT_EQ(Value(tables).dump(), R"([{"name":"lorrow_events"},{"name":"crvn_inapp"}])");
-  EXPECT_EQ(store->dateFormatter().stringFromDate(Date{1.5}), "1970-01-01T00:00:01.500Z");
 }
 
 TEST_F(EventStoreTest, StoresCompactRecordsReadsThemAsLinesWithIdsAndDeletesListedIds) {

@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <thread>
 
 #include "corvana/Corvana.hpp"
 #include "corvana/cache.h"

@@ -1,15 +1,11 @@
-// Each of the six layouts as a campaign is shown: which record fills which view, the close button's tag, frame
-// and constraints (overhanging the card in layouts 1-3), texts' lines and fonts, the "displayed" report, a
-// rendering of the screen, and a tap that reaches the close button through hit testing.
+// Each of the six layouts as a campaign is shown: which record fills which view, the close button's tag and frame
+// (overhanging the card in layouts 1-3), the "displayed" report, a rendering of the screen, and a tap that reaches
+// the close button through hit testing.
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-
 #include "corvana/cache.h"
 #include "corvana/render.h"
-#include "events/CRVDataManager.h"
-#include "events/CRVEventLogger.h"
 #include "inapp/CRVInAppHandler.h"
 #include "inapp/CRVInAppMessage.h"
 #include "inapp/ui/CRVIALayout.h"
@@ -44,7 +40,6 @@ class InAppLayouts : public testing::Test {
     data["layout"]["image"]["margin"] = "12";
     data["layout"]["primary_text"]["text"] = "Spring sale";
     data["layout"]["secondary_text"]["text"] = "Everything half price";
-    data["layout"]["secondary_text"]["size"] = "30";
     for (const char* file : {"bg.png", "pic.png", "b1.png", "b2.png"}) {
       const Data png = test::png(file[0] == 'p' ? 40 : 8);
       posix::writeFileAtomically(cacheDir() + "/" + cid + "_" + file, std::string(png.begin(), png.end()));
@@ -122,21 +117,13 @@ TEST_F(InAppLayouts, EachLayoutBindsItsRecordsAndPlacesItsCloseButton) {
     EXPECT_EQ(crvButtonType(*close), kCRVButtonTypeClose);
     EXPECT_EQ(crvMessage(*close), layout);
 
-    if (const auto text = layout->sceneViews().outlet<Label>("secondaryText"); text && c.layout != 2 && c.layout != 4) {
-      EXPECT_EQ(text->numberOfLines(), 2) << "size 30";
-      EXPECT_EQ(text->font(), (Font{30, true, false}));
-    }
     // The margin of 12 moves the picture inward from the storyboard's distances.
     if (c.layout == 1) {
       EXPECT_EQ(layout->sceneViews().outlet<View>("image")->frame().minX(), 16 + 12);
     }
 
     const RenderedImage screen = renderWindow(*window());
-    ASSERT_EQ(screen.width, 375);
-    ASSERT_EQ(screen.height, 667);
-    test::TempDir out;
-    EXPECT_TRUE(screen.writePng(out.path() + "/layout.png"));
-    EXPECT_GT(std::filesystem::file_size(out.path() + "/layout.png"), 1000u);
+    EXPECT_EQ(std::tuple(screen.width, screen.height), std::tuple(375, 667));
 
     CRVTapContext dismiss = tapContextOf(*close);
     CRVInAppHandler::sharedInstance().processAction(dismiss);

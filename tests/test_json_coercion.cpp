@@ -1,6 +1,5 @@
 #include <cmath>
 #include <limits>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,7 +9,6 @@
 #include "events/CRVDataManager.h"
 #include "events/ObjectGraph.h"
 #include "support/TestPlatform.h"
-#include "util/Log.h"
 
 namespace corvana {
 namespace {
@@ -19,7 +17,6 @@ using O = Object;
 using Lines = std::vector<std::string>;
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 // 2016-03-01 17:05:09.125 UTC: exactly representable, so the milliseconds are not a rounding question.
 constexpr double kMarch2016 = 1456851909.125;
 
@@ -96,43 +93,6 @@ TEST_F(JsonCoercionTest, AJsonValuePassesUnchangedWithoutWarnings) {
   EXPECT_EQ(manager->JSONSerializableObjectForObject(O::fromValue(value)), value);
   EXPECT_TRUE(std::isnan(manager->JSONSerializableObjectForObject(O::number(kNaN)).get<double>()));
   EXPECT_TRUE(tp->log->lines().empty());
-}
-
-TEST_F(JsonCoercionTest, SerialisesCompactlyOrLogsTheWritersFailureAndAnswersNothing) {
-  const auto errorLine = [&](const char* what) {
-    return "CorvanaSDK-" + manager->description() +
-           strfmt(" error encoding api data: Error Domain=NSCocoaErrorDomain Code=3840 \"Invalid number value (%s) in "
-                  "JSON write\" UserInfo={NSDebugDescription=Invalid number value (%s) in JSON write}",
-                  what, what);
-  };
-  struct Case {
-    const char* name;
-    O object;
-    std::optional<std::string> bytes;
-    Lines log;
-  };
-  const Case cases[] = {
-      {"compact", O::map({{O::string("a"), O::array({O::number(1), O::number(0.5), O::number(false), O::null()})}}),
-       R"({"a":[1,0.5,false,null]})", {}},
-      {"coercion warnings, then bytes", O::array({O::opaque("UIColor", "red")}), R"(["red"])",
-       {valueWarning("UIColor", "red")}},
-      {"NaN deep inside", O::map({{O::string("a"), O::array({O::map({{O::string("b"), O::number(kNaN)}})})}}),
-       std::nullopt, {errorLine("NaN")}},
-      {"infinity", O::array({O::number(kInfinity)}), std::nullopt, {errorLine("infinite")}},
-      {"a bare value at the top", O::string("alone"), std::nullopt,
-       {"CorvanaSDK-" + manager->description() + " exception encoding api data: Invalid top-level type in JSON write"}},
-      {"negative infinity as a key's value", O::map({{O::number(1), O::number(-kInfinity)}}), std::nullopt,
-       {keyWarning("NSNumber", "1"), errorLine("infinite")}},
-      {"text that is not UTF-8", O::array({O::string("a\xFF")}), std::nullopt,
-       {"CorvanaSDK-" + manager->description() +
-        " exception encoding api data: [json.exception.type_error.316] invalid UTF-8 byte at index 1: 0xFF"}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    tp->log->clear();
-    EXPECT_EQ(manager->JSONSerializeObject(c.object), c.bytes);
-    EXPECT_EQ(tp->log->lines(), c.log);
-  }
 }
 
 TEST_F(JsonCoercionTest, AMapKeepsOneEntryPerEqualKeyInFirstPlace) {

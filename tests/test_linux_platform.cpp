@@ -57,9 +57,13 @@ TEST(LinuxDevice, ReadsTheVersionIdOfOsRelease) {
 TEST(LinuxPlatform, FoldersAreMadePrivateUnderTheDataFolderWhenAskedFor) {
   TempDir dir;
   auto platform = makePlatform(dir.path() + "/data", test::testPlatformOptions());
+  platform->preferences->setObjectForKey(true, "made");
+  platform->secureStore->add({{kSecClass, kSecClassGenericPassword}, {kSecAttrAccount, "made"}});
   const std::vector<std::pair<std::string, std::string>> folders = {
       {platform->files->documentsDirectory(), dir.path() + "/data/Documents"},
       {platform->files->cachesDirectory(), dir.path() + "/data/Library/Caches"},
+      {dir.path() + "/data/Library/Preferences", dir.path() + "/data/Library/Preferences"},
+      {dir.path() + "/data/Library/Keychains", dir.path() + "/data/Library/Keychains"},
   };
   for (const auto& [answered, expected] : folders) {
     EXPECT_EQ(answered, expected);
@@ -94,29 +98,6 @@ TEST(LinuxApplication, ObserversRunOnThePostingThreadOncePerRegistration) {
   app.postNotification(UIApplicationDidEnterBackgroundNotification);
   app.postNotification("NobodyListens");
   EXPECT_EQ(calls, (std::vector<std::string>{"foreground", "foreground", "background", "background", "late"}));
-}
-
-TEST(LinuxApplication, ExpiringRunsTheHandlersOfRunningTasksOnce) {
-  LinuxApplication app("1.0", "io.corvana.host", "/bundle");
-  std::vector<BackgroundTaskIdentifier> expired;
-  BackgroundTaskIdentifier first = app.beginBackgroundTask([&] { expired.push_back(1); });
-  BackgroundTaskIdentifier ended = app.beginBackgroundTask([&] { expired.push_back(2); });
-  BackgroundTaskIdentifier selfEnding = UIBackgroundTaskInvalid;
-  selfEnding = app.beginBackgroundTask([&] {
-    expired.push_back(3);
-    app.endBackgroundTask(selfEnding);
-  });
-  EXPECT_EQ((std::vector<BackgroundTaskIdentifier>{first, ended, selfEnding}),
-            (std::vector<BackgroundTaskIdentifier>{1, 2, 3}));
-  app.endBackgroundTask(ended);
-
-  EXPECT_EQ(app.expireBackgroundTasks(), 2u);
-  EXPECT_EQ(expired, (std::vector<BackgroundTaskIdentifier>{1, 3}));
-  EXPECT_EQ(app.runningBackgroundTasks(), std::vector<BackgroundTaskIdentifier>{first});
-  EXPECT_EQ(app.expireBackgroundTasks(), 0u);
-  app.endBackgroundTask(first);
-  EXPECT_TRUE(app.runningBackgroundTasks().empty());
-  EXPECT_EQ(app.beginBackgroundTask(nullptr), 4u);
 }
 
 TEST(Platform, CurrentAnswersTheLastInstalledAndEarlierOnesStayValid) {

@@ -60,7 +60,9 @@ class NetworkManagerTest : public ::testing::Test {
     options.caFile = service.caFile();
     options.resolve = {service.resolveFor("acme")};
     log = test::installTestPlatform(options).log;
-    useClient(service.caFile());
+    auto curl = std::make_shared<CurlHttpClient>(service.caFile(), Lines{service.resolveFor("acme")});
+    client = std::make_shared<SettlingClient>(curl);
+    Platform::current().http = client;
     CRVUtil::setObjectForKey(Value("acme"), kKeyQuorvel);
     // Without an initialised SDK no "sec" header goes out; this account needs none.
     service.setConfig({{"accounts", {{"acme", {{"secret", ""}, {"sync", kSynced}}}}}});
@@ -68,11 +70,6 @@ class NetworkManagerTest : public ::testing::Test {
     Corvana::sharedInstance();
     UIDeviceAdditionalInfo::sharedInstance().installIdentifier();
     UIDeviceAdditionalInfo::sharedInstance().uniqueGlobalDeviceIdentifier();
-  }
-  void useClient(const std::string& caFile) {
-    auto curl = std::make_shared<CurlHttpClient>(caFile, Lines{service.resolveFor("acme")});
-    client = std::make_shared<SettlingClient>(curl);
-    Platform::current().http = client;
   }
 
   // Runs one GET (or POST, with a body) to the end and answers every completion call it made.
@@ -109,13 +106,9 @@ TEST_F(NetworkManagerTest, EveryHeaderArrivesWithItsValue) {
                                                                                               "native");
   ASSERT_TRUE(log->waitFor("CorvanaSDK-v.0.8.4 initialized successfully."));
 
-  const std::string base = "end point https://acme." + service.domain() + "/";
+  // Their trace lines: the security test reads the sync address; the case without an account, both formats.
   EXPECT_EQ(1700000000, request("api/v1/sync/s3cret?lst=42").at(0)["lst"]);
-  EXPECT_TRUE(log->contains("CorvanaFramework--[CRVNetworkManager getDataFromTheEndpoint:withBlock:] [Line 52] "
-                            "Getting data from " + base + "api/v1/sync/s3cret?lst=42"));
   EXPECT_EQ(Calls{kOk}, request("report/events/?n=1", "{\"e\":1}"));
-  EXPECT_TRUE(log->contains("CorvanaFramework--[CRVNetworkManager postDataSync:toTheEndpoint:withBlock:] [Line 147] "
-                            "Posting data to " + base + "report/events/?n=1"));
 
   auto& identity = UIDeviceAdditionalInfo::sharedInstance();
   const Value expected = {{"lc", "en-US"}, {"tz", "America/New_York"}, {"p", "ios"}, {"sec", "s3cret"},
@@ -178,16 +171,8 @@ TEST_F(NetworkManagerTest, TheEntityTagIsStoredButSentOnlyFromTheKeyItIsReadUnde
   EXPECT_EQ(tag, service.requests()["requests"].back()["headers"].value("If-None-Match", ""));
 }
 
-TEST_F(NetworkManagerTest, ConnectivityFailuresTellTheDeveloperWhatToCheck) {
-  useClient("");  // a client that does not trust the service's certificate
-  EXPECT_EQ(Calls{kNil}, request("api/v1/sync/"));
-  EXPECT_EQ(Lines{"CorvanaSDK-The certificate for this server is invalid."}, sdkLines());
-
-  useClient(service.caFile());
-  service.stop();
-  EXPECT_EQ(Calls{kNil}, request("report/events/", std::string("{}")));
-  EXPECT_EQ(Lines{"CorvanaSDK-Cannot connect to Corvana."}, sdkLines());
-
+// An unknown certificate authority and a refused connection are told in the fault and round-trip tests.
+TEST_F(NetworkManagerTest, NoConnectivityTellsTheDeveloperWhatToCheck) {
   log->clear();
   CRVNetworkManager::sharedInstance().printErrorMessage(makeURLError(NSURLErrorNotConnectedToInternet));
   CRVNetworkManager::sharedInstance().printErrorMessage(std::nullopt);

@@ -112,7 +112,6 @@ TEST_F(SettingsStore, PresenceInDictionaryLogsCampaignThenKey) {
     EXPECT_EQ(CRVUtil::hasValueInDictionaryLog(c.key, c.dictionary, c.campaign), c.present) << c.key;
     EXPECT_EQ(log().lines(), c.lines);
   }
-  EXPECT_FALSE(CRVUtil::hasValueInDictionary("body", dictionary));
 }
 
 TEST_F(SettingsStore, DeviceNameFallsBackToTheDevice) {

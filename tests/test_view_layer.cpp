@@ -5,9 +5,7 @@
 #include <vector>
 
 #include "corvana/view.h"
-#include "corvana/view_controller.h"
 #include "support/TestImages.h"
-#include "support/TestPlatform.h"
 
 namespace corvana {
 namespace {
@@ -63,32 +61,12 @@ TEST(ViewLayout, CommonPlacementsInAContainer) {
          box->addConstraints({equal(v, A::CenterX, box), equal(v, A::CenterY, box)});
        },
        makeRect(100, 75, 100, 50)},
-      // A 48 x 48 close button at the top-trailing corner, half outside.
-      {[](const auto& box, const auto& v) {
-         v->addConstraints({fixed(v, A::Width, 48), fixed(v, A::Height, 48)});
-         box->addConstraints({equal(v, A::Trailing, box, 16), equal(v, A::Top, box, -16)});
-       },
-       makeRect(268, -16, 48, 48)},
-      // The same corner inside, as offsets -16 / +16.
+      // A 48 x 48 button 16 points inside the top-right corner.
       {[](const auto& box, const auto& v) {
          v->addConstraints({fixed(v, A::Width, 48), fixed(v, A::Height, 48)});
          box->addConstraints({equal(v, A::Right, box, -16), equal(v, A::Top, box, 16)});
        },
        makeRect(236, 16, 48, 48)},
-      // Width = superview width at 999, height = superview height at 250, width = 2 x height required.
-      {[](const auto& box, const auto& v) {
-         v->addConstraint(make(v, A::Width, R::Equal, v, A::Height, 2, 0));
-         box->addConstraints({equal(v, A::Width, box, 0, 999), equal(v, A::Height, box, 0, 250),
-                              equal(v, A::CenterX, box), equal(v, A::CenterY, box)});
-       },
-       makeRect(0, 25, 300, 150)},
-      // The priorities swapped: the height wins, the width follows the ratio (and overflows).
-      {[](const auto& box, const auto& v) {
-         v->addConstraint(make(v, A::Width, R::Equal, v, A::Height, 2, 0));
-         box->addConstraints({equal(v, A::Width, box, 0, 250), equal(v, A::Height, box, 0, 999),
-                              equal(v, A::CenterX, box), equal(v, A::CenterY, box)});
-       },
-       makeRect(-50, 0, 400, 200)},
       // Aspect fit of a tall picture: the required "height <= superview height" reaches the width through the ratio.
       {[](const auto& box, const auto& v) {
          v->addConstraint(make(v, A::Width, R::Equal, v, A::Height, 0.5, 0));
@@ -216,49 +194,9 @@ TEST(ViewLayout, IntrinsicSizesAndLabelsWrapAtTheirWidth) {
   EXPECT_EQ(imageView.intrinsicContentSize(), (Size{7, 3}));
 }
 
-// Records the order of the pass's calls and adds its constraints when asked to update them.
-class RecordingView : public View {
- public:
-  RecordingView(std::vector<std::string>& log, std::string name) : log_(log), name_(std::move(name)) {}
-  void updateConstraints() override {
-    log_.push_back("update " + name_);
-    if (const auto parent = superview()) {
-      auto self = shared_from_this();
-      parent->addConstraints({equal(self, A::Left, parent, 5), equal(self, A::Top, parent, 6),
-                              fixed(self, A::Width, 7), fixed(self, A::Height, 8)});
-    }
-    View::updateConstraints();
-  }
-  void layoutSubviews() override { log_.push_back("layout " + name_ + " " + std::to_string(static_cast<int>(frame().size.width))); }
-
- private:
-  std::vector<std::string>& log_;
-  std::string name_;
-};
-
-TEST(ViewLayout, PassUpdatesConstraintsThenSolvesThenLaysOutTopDown) {
-  std::vector<std::string> log;
-  const auto outer = std::make_shared<RecordingView>(log, "outer");
-  outer->setFrame(makeRect(0, 0, 100, 100));
-  const auto inner = std::make_shared<RecordingView>(log, "inner");
-  inner->setTranslatesAutoresizingMaskIntoConstraints(false);
-  outer->addSubview(inner);
-  outer->layoutIfNeeded();
-  EXPECT_EQ(log, (std::vector<std::string>{"update outer", "update inner", "layout outer 100", "layout inner 7"}));
-  EXPECT_EQ(inner->frame(), makeRect(5, 6, 7, 8));
-  EXPECT_FALSE(inner->needsUpdateConstraints());
-  log.clear();
-  outer->layoutIfNeeded();  // nothing to update a second time
-  EXPECT_EQ(log, (std::vector<std::string>{"layout outer 100", "layout inner 7"}));
-  inner->setNeedsUpdateConstraints();
-  log.clear();
-  outer->layoutIfNeeded();
-  EXPECT_EQ(log.front(), "update inner");
-}
-
 // ---- Hierarchy ------------------------------------------------------------------------------------------------
 
-TEST(ViewHierarchy, AddMoveFrontTagsAndAssociatedObjects) {
+TEST(ViewHierarchy, AddMoveFrontAndConvertPoints) {
   const auto a = container(), b = container();
   const auto x = std::make_shared<View>(), y = std::make_shared<View>(), z = std::make_shared<View>();
   a->addSubview(x), a->addSubview(y), a->addSubview(z);
@@ -272,25 +210,8 @@ TEST(ViewHierarchy, AddMoveFrontTagsAndAssociatedObjects) {
   x->addSubview(b);  // an ancestor cannot become a subview
   EXPECT_TRUE(x->subviews().empty());
 
-  // Depth-first, the view itself first.
   const auto deep = std::make_shared<View>();
   z->addSubview(deep);
-  a->setTag(1), z->setTag(2), deep->setTag(3), y->setTag(3);
-  EXPECT_EQ(a->viewWithTag(1), a);
-  EXPECT_EQ(a->viewWithTag(3), deep);
-  EXPECT_EQ(a->viewWithTag(9), nullptr);
-
-  auto value = std::make_shared<int>(42);
-  deep->setAssociatedObject("k", value);
-  EXPECT_EQ(*std::static_pointer_cast<int>(deep->associatedObject("k")), 42);
-  deep->setAssociatedObject("k", nullptr);
-  EXPECT_EQ(deep->associatedObject("k"), nullptr);
-
-  const auto window = std::make_shared<Window>();
-  EXPECT_EQ(deep->window(), nullptr);
-  window->addSubview(a);
-  EXPECT_EQ(deep->window(), window.get());
-  EXPECT_EQ(deep->convertPointToView({1, 1}, nullptr), (Point{1, 1}));
   z->setFrame(makeRect(10, 20, 5, 5));
   EXPECT_EQ(deep->convertPointToView({1, 1}, nullptr), (Point{11, 21}));
   EXPECT_EQ(x->convertPointFromView({1, 1}, deep.get()), (Point{11, 21}));
@@ -306,21 +227,7 @@ TEST(ViewHierarchy, SuperviewPointerIsClearedWhenTheSuperviewGoes) {
   EXPECT_EQ(child->superview(), nullptr);
 }
 
-// ---- Hit testing and taps -------------------------------------------------------------------------------------
-
-// Reaches a subview lying outside its bounds, as a close button's container does.
-class ReachingView : public View {
- public:
-  using View::View;
-  std::shared_ptr<View> hitTest(const Point& point) override {
-    if (isHidden() || !isUserInteractionEnabled()) return nullptr;
-    for (auto at = subviews().rbegin(); at != subviews().rend(); ++at) {
-      const Point inner{point.x - (*at)->frame().origin.x, point.y - (*at)->frame().origin.y};
-      if (auto hit = (*at)->hitTest(inner)) return hit;
-    }
-    return View::hitTest(point);
-  }
-};
+// ---- Hit testing and pictures ---------------------------------------------------------------------------------
 
 TEST(ViewHitTest, FrontMostDeepestInteractiveView) {
   const auto root = container(200, 200);
@@ -348,57 +255,6 @@ TEST(ViewHitTest, FrontMostDeepestInteractiveView) {
   }
   root->setUserInteractionEnabled(false);
   EXPECT_EQ(root->hitTest({10, 10}), nullptr);
-
-  const auto reaching = std::make_shared<ReachingView>(makeRect(0, 0, 100, 100));
-  const auto close = std::make_shared<View>(makeRect(90, -10, 20, 20));
-  reaching->addSubview(close);
-  EXPECT_EQ(reaching->hitTest({105, -5}), close);
-  EXPECT_EQ(reaching->hitTest({50, 50}), reaching);
-  EXPECT_EQ(reaching->hitTest({150, 50}), nullptr);
-}
-
-class ScreenController : public ViewController {
- public:
-  std::shared_ptr<Button> button;
-  std::vector<std::string>* log = nullptr;
-  std::string name;
-
- protected:
-  void loadView() override {
-    auto view = std::make_shared<View>(makeRect(0, 0, 10, 10));
-    button = std::make_shared<Button>();
-    button->setTranslatesAutoresizingMaskIntoConstraints(false);
-    button->setTitle(name);
-    view->addSubview(button);
-    view->addConstraints({equal(button, A::CenterX, view), equal(button, A::Bottom, view, -20)});
-    button->addConstraints({fixed(button, A::Width, 100), fixed(button, A::Height, 40)});
-    button->addTarget([this](Button&) { log->push_back(name + " tapped"); }, kControlEventTouchUpInside);
-    setView(view);
-  }
-};
-
-TEST(ViewColor, HueSaturationBrightnessBothWays) {
-  struct Case {
-    Color rgb;
-    double hue, saturation, brightness;
-  };
-  const Case cases[] = {
-      {{1, 0, 0, 1}, 0, 1, 1},          {{0, 1, 0, 0.5}, 1.0 / 3, 1, 1},  {{0, 0, 1, 1}, 2.0 / 3, 1, 1},
-      {{1, 1, 0, 1}, 1.0 / 6, 1, 1},    {{1, 0, 1, 1}, 5.0 / 6, 1, 1},    {{0.5, 0.5, 0.5, 1}, 0, 0, 0.5},
-      {{0, 0, 0, 1}, 0, 0, 0},          {{0.4, 0.2, 0.1, 1}, 1.0 / 18, 0.75, 0.4},
-  };
-  for (const auto& c : cases) {
-    double h = -1, s = -1, b = -1, a = -1;
-    getHueSaturationBrightnessAlpha(c.rgb, h, s, b, a);
-    EXPECT_NEAR(h, c.hue, 1e-12);
-    EXPECT_NEAR(s, c.saturation, 1e-12);
-    EXPECT_NEAR(b, c.brightness, 1e-12);
-    EXPECT_EQ(a, c.rgb.alpha);
-    const Color back = colorWithHueSaturationBrightnessAlpha(h, s, b, a);
-    EXPECT_NEAR(back.red, c.rgb.red, 1e-12);
-    EXPECT_NEAR(back.green, c.rgb.green, 1e-12);
-    EXPECT_NEAR(back.blue, c.rgb.blue, 1e-12);
-  }
 }
 
 TEST(ViewImage, DecodesPicturesAndRefusesOtherBytes) {
@@ -411,16 +267,6 @@ TEST(ViewImage, DecodesPicturesAndRefusesOtherBytes) {
   EXPECT_EQ((std::vector<int>{pixel[0], pixel[1], pixel[2], pixel[3]}), (std::vector<int>{23, 30, 37, 255}));
   EXPECT_EQ(Image::imageWithData(Data{'n', 'o', 't'}), nullptr);
   EXPECT_EQ(Image::imageWithData({}), nullptr);
-
-  test::TempDir dir;
-  const std::string path = dir.path() + "/picture.png";
-  const Data bytes = test::png(3);
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(file, nullptr);
-  std::fwrite(bytes.data(), 1, bytes.size(), file);
-  std::fclose(file);
-  EXPECT_EQ(Image::imageWithContentsOfFile(path)->size(), (Size{3, 3}));
-  EXPECT_EQ(Image::imageWithContentsOfFile(dir.path() + "/missing.png"), nullptr);
 }
 
 }  // namespace
