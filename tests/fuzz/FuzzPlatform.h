@@ -1,0 +1,197 @@
+#pragma once
+
+// What every fuzz target installs before it touches the SDK: the Linux platform in a scratch folder, with no
+// network (data tasks fail at once; a picture download reads the file of that name from tests/fuzz/images), a
+// user interface that answers every alert with its last button, an application that opens no URL, and a log
+// that goes nowhere (CORVANA_FUZZ_LOG=1 sends it to standard error, to look at one input).
+//
+// `settle()` waits until the work one input started has finished on every queue, so that each input runs
+// against a quiet SDK and a finding belongs to the input that caused it.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "corvana/Corvana.hpp"
+#include "corvana/platform.h"
+
+namespace corvana::fuzz {
+
+class QuietLog : public LogSink {
+ public:
+  void write(const std::string& line) override {
+    if (echo_) std::fprintf(stderr, "%s\n", line.c_str());
+  }
+
+ private:
+  const bool echo_ = std::getenv("CORVANA_FUZZ_LOG") != nullptr;
+};
+
+// Data tasks fail as an unreachable host does, on a queue of their own; fetch serves files of one folder by the
+// last path segment of the URL (query and fragment dropped), nothing for any other URL.
+class FolderHttpClient : public HttpClient {
+ public:
+  explicit FolderHttpClient(std::string folder) : folder_(std::move(folder)) {}
+
+  void dataTask(const HttpRequest&, HttpCompletion completion) override {
+    completions_.async([completion = std::move(completion)] {
+      completion(std::nullopt, std::nullopt,
+                 Error{NSURLErrorDomain, NSURLErrorCannotConnectToHost, "Could not connect to the server."});
+    });
+  }
+
+  std::optional<Data> fetch(const std::string& url) override {
+    std::string_view name = url;
+    name = name.substr(0, name.find_first_of("?#"));
+    name = name.substr(name.find_last_of('/') + 1);
+    if (name.empty() || name == "." || name == "..") return std::nullopt;
+    const std::string path = folder_ + "/" + std::string(name);
+    struct stat info {};
+    if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return std::nullopt;
+    std::ifstream file(path, std::ios::binary);
+    return Data(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  }
+
+  DispatchQueue& completions() { return completions_; }
+
+ private:
+  const std::string folder_;
+  DispatchQueue completions_{"fuzz.http"};
+};
+
+// Answers every alert at once with its last button ("Yes", "OK") and the fields' initial texts.
+class AnsweringUserInterface : public UserInterface {
+ public:
+  explicit AnsweringUserInterface(std::shared_ptr<UserInterface> inner) : inner_(std::move(inner)) {}
+  void presentAlert(AlertRequest alert) override {
+    if (alert.onButton && !alert.buttons.empty()) alert.onButton(alert.buttons.size() - 1, alert.textFields);
+  }
+  std::shared_ptr<Window> keyWindow() override { return inner_->keyWindow(); }
+
+ private:
+  std::shared_ptr<UserInterface> inner_;
+};
+
+// The Linux application, except that URLs are not opened (nor kept): each completes with false.
+class NoOpenApplication : public Application {
+ public:
+  explicit NoOpenApplication(std::shared_ptr<Application> inner) : inner_(std::move(inner)) {}
+  Value infoDictionary() override { return inner_->infoDictionary(); }
+  std::string bundlePath() override { return inner_->bundlePath(); }
+  void addObserver(const std::string& name, std::function<void()> handler) override {
+    inner_->addObserver(name, std::move(handler));
+  }
+  void postNotification(const std::string& name) override { inner_->postNotification(name); }
+  BackgroundTaskIdentifier beginBackgroundTask(std::function<void()> expirationHandler) override {
+    return inner_->beginBackgroundTask(std::move(expirationHandler));
+  }
+  void endBackgroundTask(BackgroundTaskIdentifier identifier) override { inner_->endBackgroundTask(identifier); }
+  void openURL(const std::string&, const Value&, std::function<void(bool)> completion) override {
+    if (completion) completion(false);
+  }
+  std::string localizedString(const std::string& key) override { return key; }
+
+ private:
+  std::shared_ptr<Application> inner_;
+};
+
+// A scratch folder, removed at exit: under $TMPDIR (the runner points it at memory when it can).
+class ScratchDir {
+ public:
+  ScratchDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "corvana-fuzz-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) {
+      std::perror("mkdtemp");
+      std::abort();
+    }
+    path_ = pattern;
+  }
+  ~ScratchDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  ScratchDir(const ScratchDir&) = delete;
+  ScratchDir& operator=(const ScratchDir&) = delete;
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+struct FuzzPlatform {
+  ScratchDir dir;
+  std::shared_ptr<FolderHttpClient> http = std::make_shared<FolderHttpClient>(CORVANA_FUZZ_IMAGES);
+  std::shared_ptr<Platform> platform;
+};
+
+// Installs the fuzz platform once per process, on the calling thread (which becomes the main thread).
+inline FuzzPlatform& installFuzzPlatform() {
+  static FuzzPlatform* installed = [] {
+    static FuzzPlatform made;  // destroyed at exit, which removes the scratch folder
+    LinuxPlatformOptions options;
+    options.dataDirectory = made.dir.path();
+    options.appVersion = "2.3.1";
+    options.bundleIdentifier = "io.corvana.fuzz";
+    options.bundlePath = CORVANA_SOURCE_RESOURCES;
+    options.deviceModel = "iPhone";
+    options.deviceMachine = "iPhone7,2";
+    options.deviceName = "Fuzz iPhone";
+    options.systemVersion = "9.3";
+    options.localeIdentifier = "en_US";
+    options.preferredLanguages = {"en-US"};
+    options.timeZoneName = "America/New_York";
+    options.carrierNames = {std::string("Carrier A")};
+    options.serviceDomain = "corvana.test";
+    options.logSink = std::make_shared<QuietLog>();
+    made.platform = Platform::makeLinuxDefault(options);
+    made.platform->http = made.http;
+    made.platform->ui = std::make_shared<AnsweringUserInterface>(made.platform->ui);
+    made.platform->application = std::make_shared<NoOpenApplication>(made.platform->application);
+    Platform::install(made.platform);
+    return &made;
+  }();
+  return *installed;
+}
+
+// Waits until no queue of the SDK or of the platform has work left, running the main queue's tasks meanwhile.
+// Work moves between queues (a download on the global queue ends on the main queue, a failed request on the
+// serial queue), so two rounds in a row must find every queue quiet.
+inline void settle() {
+  FuzzPlatform& fuzz = installFuzzPlatform();
+  Platform& platform = *fuzz.platform;
+  Corvana& sdk = Corvana::sharedInstance();
+  for (int quietRounds = 0; quietRounds < 2;) {
+    sdk.serialQueue()->waitUntilIdle();
+    sdk.serialInAppQueue()->waitUntilIdle();
+    fuzz.http->completions().waitUntilIdle();
+    platform.globalQueue->waitUntilIdle();
+    const size_t ran = platform.mainQueue->drain();
+    const bool quiet = ran == 0 && sdk.serialQueue()->isIdle() && sdk.serialInAppQueue()->isIdle() &&
+                       fuzz.http->completions().isIdle();
+    quietRounds = quiet ? quietRounds + 1 : 0;
+  }
+}
+
+// The input as text, or as a JSON value: none for text that is not JSON.
+inline std::string_view textOf(const uint8_t* data, size_t size) {
+  return {reinterpret_cast<const char*>(data), size};
+}
+
+inline std::optional<Value> jsonOf(const uint8_t* data, size_t size) {
+  Value value = Value::parse(textOf(data, size), nullptr, /*allow_exceptions=*/false);
+  if (value.is_discarded()) return std::nullopt;
+  return value;
+}
+
+}  // namespace corvana::fuzz
