@@ -24,6 +24,11 @@ parallel=2
 declare -A max_len=([campaign]=8192 [sync]=20000 [colour]=64 [deeplink]=512 [push]=1024 [components]=2048
   [valueconv]=64)
 
+if ! command -v clang++ >/dev/null || [ -z "$(clang++ -print-file-name=libclang_rt.fuzzer-x86_64.a 2>/dev/null | grep /)" ]; then
+  echo "fuzz: clang++ and libFuzzer are missing: run scripts/setup.sh first" >&2
+  exit 2
+fi
+
 echo "== fuzz: building $build"
 build_start=$EPOCHREALTIME
 cmake -S . -B "$build" -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE= \

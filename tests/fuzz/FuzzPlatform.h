@@ -164,6 +164,26 @@ inline FuzzPlatform& installFuzzPlatform() {
   return *installed;
 }
 
+// Every file the SDK writes lies in one of its folders: preferences, secure store, database, and directly in the
+// caches folder (the campaign pictures). A file anywhere else, such as a picture written beside the caches folder
+// because of a campaign id, is a finding.
+inline void checkFilesStayInTheirFolders() {
+  const std::filesystem::path root = installFuzzPlatform().dir.path();
+  std::error_code error;
+  for (auto entry = std::filesystem::recursive_directory_iterator(root, error);
+       !error && entry != std::filesystem::recursive_directory_iterator(); entry.increment(error)) {
+    if (entry->is_directory()) continue;
+    const std::filesystem::path relative = entry->path().lexically_relative(root);
+    const std::filesystem::path folder = relative.parent_path();
+    if (folder == "Library/Preferences" || folder == "Library/Keychains" || folder == "Documents" ||
+        folder == "Library/Caches") {
+      continue;
+    }
+    std::fprintf(stderr, "fuzz: the SDK wrote %s, outside its folders\n", relative.c_str());
+    std::abort();
+  }
+}
+
 // Waits until no queue of the SDK or of the platform has work left, running the main queue's tasks meanwhile.
 // Work moves between queues (a download on the global queue ends on the main queue, a failed request on the
 // serial queue), so two rounds in a row must find every queue quiet.
@@ -181,6 +201,7 @@ inline void settle() {
                        fuzz.http->completions().isIdle();
     quietRounds = quiet ? quietRounds + 1 : 0;
   }
+  checkFilesStayInTheirFolders();
 }
 
 // The input as text, or as a JSON value: none for text that is not JSON.

@@ -31,8 +31,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     window->layoutScreens();
     renderWindow(*window, 0.25);
     window->rootViewController()->dismissViewControllerAnimated(false);
-    fuzz::settle();
   }
+  fuzz::settle();
   CRVIOManager::sharedInstance().cleanUp();
   CRVDataManager::sharedInstance().cleanUpAppEvents();
   return 0;
