@@ -25,6 +25,9 @@
 
 #include "corvana/Corvana.hpp"
 #include "corvana/platform.h"
+#include "corvana/view.h"
+#include "corvana/view_controller.h"
+#include "inapp/ui/CRVDataBinder.h"
 
 namespace corvana::fuzz {
 
@@ -202,6 +205,30 @@ inline void settle() {
     quietRounds = quiet ? quietRounds + 1 : 0;
   }
   checkFilesStayInTheirFolders();
+}
+
+// Taps the campaign on screen, if any, as a user would, going through the in-app handler (the report, the display
+// frequency, the action's URL): at the middle of the window, then lower (the buttons) and higher (the picture),
+// until a tap dismisses it; then on its close button. A campaign no tap dismissed is dismissed.
+inline void tapShownCampaign() {
+  const auto window = Platform::current().ui->keyWindow();
+  const auto root = window->rootViewController();
+  const Size screen = window->frame().size;
+  for (const double height : {0.5, 0.75, 0.3}) {
+    if (!root->presentedViewController()) return;
+    window->layoutScreens();
+    const auto reached = window->tapAt(Point{screen.width / 2, screen.height * height});
+    if (std::getenv("CORVANA_FUZZ_LOG")) {
+      std::fprintf(stderr, "fuzz: tap reached %s\n", reached ? reached->className().c_str() : "nothing");
+    }
+    settle();
+  }
+  if (const auto shown = root->presentedViewController()) {
+    const auto close = std::dynamic_pointer_cast<Button>(shown->view()->viewWithTag(kCloseButtonTag));
+    if (close) close->sendActionsForControlEvents(kControlEventTouchUpInside);
+    settle();
+  }
+  if (root->presentedViewController()) root->dismissViewControllerAnimated(false);
 }
 
 // The input as text, or as a JSON value: none for text that is not JSON.

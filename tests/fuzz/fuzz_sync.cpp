@@ -1,7 +1,7 @@
 // A configuration sync answer applied by the facade: the account block, the server marker, the sync interval,
 // secure mode, test-device mode, and the campaigns, which the in-app queue builds (downloading their pictures from
-// tests/fuzz/images), stores and maps to their trigger events. Each input starts from the same settings and an
-// empty campaign table.
+// tests/fuzz/images), stores and maps to their trigger events. Then each trigger event happens: the campaign is read
+// back from the store, shown and tapped. Each input starts from the same settings and an empty campaign table.
 
 #include <cstdint>
 #include <cstdlib>
@@ -9,6 +9,7 @@
 
 #include "FuzzPlatform.h"
 #include "events/CRVDataManager.h"
+#include "inapp/CRVInAppHandler.h"
 #include "storage/CRVIOManager.h"
 #include "util/SettingsKeys.h"
 
@@ -23,6 +24,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool applied = sdk.parseResponseForBlockedAndFeatures(*response);
   if (applied == response->is_null()) std::abort();  // false answers "no answer", and only that
   fuzz::settle();
+
+  CRVInAppHandler& handler = CRVInAppHandler::sharedInstance();
+  if (const auto triggers = handler.crvInappEvents()) {
+    for (const auto& [event, campaign] : *triggers) {
+      handler.currentEvent(Value{{"name", event}});
+      fuzz::settle();
+      fuzz::tapShownCampaign();
+    }
+  }
+  handler.resetTriggerTable();
 
   CRVDataManager& store = CRVDataManager::sharedInstance();
   {
