@@ -11,6 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -138,9 +139,14 @@ struct FuzzPlatform {
   std::shared_ptr<Platform> platform;
 };
 
+// GLib stops at a critical with SIGTRAP when G_DEBUG=fatal-criticals (the runner and the replays set it), and
+// libFuzzer does not catch that signal: made an abort, it is reported with its stack and its input is kept.
+extern "C" inline void abortOnTrap(int) { std::abort(); }
+
 // Installs the fuzz platform once per process, on the calling thread (which becomes the main thread).
 inline FuzzPlatform& installFuzzPlatform() {
   static FuzzPlatform* installed = [] {
+    std::signal(SIGTRAP, abortOnTrap);
     static FuzzPlatform made;  // destroyed at exit, which removes the scratch folder
     LinuxPlatformOptions options;
     options.dataDirectory = made.dir.path();

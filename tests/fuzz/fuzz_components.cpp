@@ -65,12 +65,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   binder.bindImageWithData(std::make_shared<ImageView>(makeRect(200, 300, 100, 100)), image);
   for (const auto& text : {primaryText, std::static_pointer_cast<CRVIAPrimaryText>(secondaryText)}) {
-    binder.bindTextWithData(std::static_pointer_cast<Label>(add(std::make_shared<Label>(makeRect(0, 450, 375, 60)))),
-                            text);
+    const auto label = std::make_shared<Label>(makeRect(0, 450, 375, 60));
+    add(label);
+    binder.bindTextWithData(label, text);
   }
-  for (const auto& button : {primaryButton, std::static_pointer_cast<CRVIAPrimaryButton>(secondaryButton)}) {
-    binder.bindButtonWithData(std::static_pointer_cast<Button>(add(std::make_shared<Button>(makeRect(0, 520, 375, 44)))),
-                              button);
+  for (const auto& record : {primaryButton, std::static_pointer_cast<CRVIAPrimaryButton>(secondaryButton)}) {
+    const auto button = std::make_shared<Button>(makeRect(0, 520, 375, 44));
+    add(button);
+    binder.bindButtonWithData(button, record);
   }
   binder.bindCloseButtonViewControllerLayout(close, controller, CRVLayout1);
   fuzz::settle();  // pictures arrive through the global queue and the main queue

@@ -24,6 +24,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool applied = sdk.parseResponseForBlockedAndFeatures(*response);
   if (applied == response->is_null()) std::abort();  // false answers "no answer", and only that
   fuzz::settle();
+  // The next sync reads back what this one stored: its marker and interval.
+  sdk.getSyncUrl(std::string("fuzz-secret"));
+  sdk.canUpdate();
 
   CRVInAppHandler& handler = CRVInAppHandler::sharedInstance();
   if (const auto triggers = handler.crvInappEvents()) {
@@ -43,7 +46,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   store.cleanUpAppEvents();
   CRVIOManager::sharedInstance().cleanUp();
   auto& preferences = *Platform::current().preferences;
-  for (const char* key : {kKeyAcountBlocked, kKeyAppBlockUntil, kKeyLst, kKeySyncTimeout, kKeySecureMode, kKeyTestDevice}) {
+  for (const char* key :
+       {kKeyAcountBlocked, kKeyAppBlockUntil, kKeyLst, kKeySyncTimeout, kKeySecureMode, kKeyTestDevice}) {
     preferences.removeObjectForKey(key);
   }
   sdk.setAccountBlocked(false);

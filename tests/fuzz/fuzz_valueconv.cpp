@@ -23,7 +23,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int64_t wide = integerValueOfString(text);
   // strtoll stops at the first NUL byte, and so does the string reading (a NUL is neither blank nor digit).
   if (wide != std::strtoll(text.c_str(), nullptr, 10)) std::abort();
-  const int64_t clamped = std::clamp<int64_t>(wide, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max());
+  const int64_t clamped =
+      std::clamp<int64_t>(wide, std::numeric_limits<int32_t>::min(), std::numeric_limits<int32_t>::max());
   if (intValueOfString(text) != clamped) std::abort();
 
   const auto value = fuzz::jsonOf(data, size);
