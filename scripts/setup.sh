@@ -11,6 +11,7 @@ packages=(
   libcpp-httplib-dev libssl-dev libstb-dev libcairo2-dev libpango1.0-dev
   libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  clang libclang-rt-14-dev
 )
 missing=()
 for p in "${packages[@]}"; do

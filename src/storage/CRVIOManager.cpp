@@ -28,6 +28,22 @@ constexpr int NSFileWriteNoPermissionError = 513;
 
 std::string describe(const std::optional<std::string>& text) { return text.value_or(kNullDescription); }
 
+// The campaign id as a part of a file name: "/" (and "%", so that two ids never share a name) written as %2F and
+// %25. An id such as "../x" would otherwise name a file outside the cache folder.
+std::string fileNamePart(const std::string& campaignId) {
+  std::string part;
+  for (const char c : campaignId) {
+    if (c == '/') {
+      part += "%2F";
+    } else if (c == '%') {
+      part += "%25";
+    } else {
+      part += c;
+    }
+  }
+  return part;
+}
+
 // "~" and "~/..." name the user's home folder.
 std::string expandingTildeInPath(const std::string& path) {
   if (path != "~" && path.rfind("~/", 0) != 0) return path;
@@ -118,7 +134,7 @@ std::string CRVIOManager::filePathWithId(const std::optional<std::string>& uri,
                                          const std::optional<std::string>& campaignId) const {
   std::string lastComponent = kNullDescription;
   if (uri) lastComponent = uri->substr(uri->find_last_of('/') + 1);  // the whole URI when it has no "/"
-  return cacheDir_ + "/" + describe(campaignId) + "_" + lastComponent;
+  return cacheDir_ + "/" + fileNamePart(describe(campaignId)) + "_" + lastComponent;
 }
 
 bool CRVIOManager::isFileExistsWithId(const std::optional<std::string>& uri,

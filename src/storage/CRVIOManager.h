@@ -3,7 +3,8 @@
 // The file cache of campaign images. A campaign is only accepted when its pictures can be had, and a shown
 // campaign draws them from here without a network round trip. The cache is one flat folder, `cacheDir()`: the
 // image at URI ".../a/b/pic.png" of campaign 42 is the file "42_pic.png" in it, holding the downloaded bytes
-// as received. Two images of one campaign whose URIs end in the same name share one file.
+// as received. Two images of one campaign whose URIs end in the same name share one file. A "/" or "%" in the
+// campaign id is written "%2F" or "%25" there, so that every file stays in the folder.
 //
 // Downloads block the calling thread. There is no lock: two threads may download the same image at once, and
 // since every file is replaced in one step, the last writer wins and no reader sees half a file. Files are

@@ -2,6 +2,7 @@
 
 #include <pango/pangocairo.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace corvana::TextLayout {
@@ -25,6 +26,15 @@ PangoAlignment pangoAlignment(TextAlignment alignment) {
   }
 }
 
+// Pango takes sizes up to about two million points and FreeType far fewer: a larger size (a campaign may ask for
+// 2147483647) fails in the font back end, and a negative one is refused. Sizes are drawn within these bounds.
+constexpr double kLargestFontSize = 4096.0;
+
+double drawableFontSize(double pointSize) {
+  if (!(pointSize > 0.0)) return 0.0;  // negative, zero or NaN
+  return std::min(pointSize, kLargestFontSize);
+}
+
 // Fills the layout with the label's text, font, underline, alignment and line rules.
 void configure(PangoLayout* layout, const Label& label, double width) {
   const Font font = label.font();
@@ -33,7 +43,7 @@ void configure(PangoLayout* layout, const Label& label, double width) {
   pango_font_description_set_weight(description, font.bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
   pango_font_description_set_style(description, font.italic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
   // One point is one pixel at scale 1.
-  pango_font_description_set_absolute_size(description, font.pointSize * PANGO_SCALE);
+  pango_font_description_set_absolute_size(description, drawableFontSize(font.pointSize) * PANGO_SCALE);
   pango_layout_set_font_description(layout, description);
   pango_font_description_free(description);
 
