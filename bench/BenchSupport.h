@@ -47,8 +47,19 @@ class WatchingLog : public LogSink {
   }
 
   void write(const std::string& line) override {
-    if (line == reportedLine()) reported_.fetch_add(1);
-    if (line == receivedCampaignsLine()) received_.fetch_add(1);
+    if (line == reportedLine()) {
+      reportedAt_.store(Clock::now().time_since_epoch().count());
+      reported_.fetch_add(1);
+    }
+    if (line == receivedCampaignsLine()) {
+      receivedAt_.store(Clock::now().time_since_epoch().count());
+      received_.fetch_add(1);
+    }
+  }
+  // When the line was last written.
+  Clock::time_point lastAt(const std::string& line) const {
+    const auto ticks = line == reportedLine() ? reportedAt_.load() : receivedAt_.load();
+    return Clock::time_point(Clock::duration(ticks));
   }
   size_t count(const std::string& line) const {
     if (line == reportedLine()) return reported_.load();
@@ -59,6 +70,8 @@ class WatchingLog : public LogSink {
  private:
   std::atomic<size_t> reported_{0};
   std::atomic<size_t> received_{0};
+  std::atomic<Clock::rep> reportedAt_{0};
+  std::atomic<Clock::rep> receivedAt_{0};
 };
 
 // Mean, median and 99th percentile of per-call durations in nanoseconds, written as counters of `state`.
