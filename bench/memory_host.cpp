@@ -112,15 +112,15 @@ int main(int argc, char** argv) {
   }
   rusage usage{};
   getrusage(RUSAGE_SELF, &usage);
-  // The resident memory at the end split into what only this process holds (its heap and stacks, the pages of
-  // the libraries it wrote to) and the pages of library files that every process using them shares.
-  const char* rollup = "/proc/self/smaps_rollup";
-  const long privateKb = statusKb("Private_Clean", rollup) + statusKb("Private_Dirty", rollup);
+  // The resident memory at the end split into anonymous memory (heap, stacks: what the process allocated) and
+  // pages of mapped files (the code and data of the libraries, shared with every process that maps them).
+  const long residentKb = statusKb("VmRSS");
+  const long anonymousKb = statusKb("Anonymous", "/proc/self/smaps_rollup");
   std::printf(
-      "{\"peak_rss_kb\": %ld, \"rss_after_start_kb\": %ld, \"rss_end_kb\": %ld, \"private_end_kb\": %ld, "
-      "\"anonymous_end_kb\": %ld, \"events_recorded\": %d, \"events_received\": %ld, \"rows_left\": %ld, "
+      "{\"peak_rss_kb\": %ld, \"rss_after_start_kb\": %ld, \"rss_end_kb\": %ld, \"anonymous_end_kb\": %ld, "
+      "\"file_backed_end_kb\": %ld, \"events_recorded\": %d, \"events_received\": %ld, \"rows_left\": %ld, "
       "\"all_reported\": %s}\n",
-      usage.ru_maxrss, startedKb, statusKb("VmRSS"), privateKb, statusKb("Anonymous", rollup), kEvents,
+      usage.ru_maxrss, startedKb, residentKb, anonymousKb, residentKb - anonymousKb, kEvents,
       countRows(serviceDatabase, receivedQuery) - receivedBefore, countRows(database, "SELECT COUNT(*) FROM lorrow_events"),
       reported ? "true" : "false");
   std::fflush(stdout);
