@@ -89,13 +89,15 @@ def main():
     b = pick(service, "BM_Report1000Events")
     if b:
         row("report of 1,000 stored events over loopback HTTPS, to the rows deleted: median / p90",
-            f"{b['median_ms']:.1f} ms / {b['p90_ms']:.1f} ms", "< 100 ms", b["median_ms"] < 100)
+            f"{b['median_ms']:.1f} ms / {b['p90_ms']:.1f} ms (the service's answer in at {b['answer_median_ms']:.1f} ms)",
+            "< 100 ms", b["median_ms"] < 100)
     else:
         row("report of 1,000 stored events", "failed", "< 100 ms", False)
     b = pick(service, "BM_Sync50CachedCampaigns")
     if b:
         row("sync of 50 campaigns with cached images, to the trigger table rebuilt: median / p90",
-            f"{b['median_ms']:.1f} ms / {b['p90_ms']:.1f} ms", "< 50 ms", b["median_ms"] < 50)
+            f"{b['median_ms']:.1f} ms / {b['p90_ms']:.1f} ms (the service's answer in at {b['answer_median_ms']:.1f} ms)",
+            "< 50 ms", b["median_ms"] < 50)
     else:
         row("sync of 50 cached campaigns", "failed", "< 50 ms", False)
 
