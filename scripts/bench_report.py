@@ -105,8 +105,9 @@ def main():
         b = pick(layouts, f"BM_RenderLayoutToPng/layout:{n}")
         if b:
             total = b["real_time"]
-            row(f"layout{n} drawn to a 750 x 1334 PNG (drawing + PNG file)",
-                f"{total:.1f} ms ({b['draw_ms']:.1f} + {b['png_ms']:.1f})", "< 20 ms", total < 20)
+            row(f"layout{n} drawn to a 750 x 1334 PNG (drawing + PNG file; CPU time of the thread)",
+                f"{total:.1f} ms ({b['draw_ms']:.1f} + {b['png_ms']:.1f}; CPU {b['cpu_time']:.1f} ms)", "< 20 ms",
+                total < 20)
         else:
             row(f"layout{n} drawn to PNG", "failed", "< 20 ms", False)
 
