@@ -8,7 +8,7 @@ cd "$(dirname "$0")/.."
 packages=(
   g++ make cmake pkg-config
   libsqlite3-dev nlohmann-json3-dev libicu-dev uuid-dev libcurl4-openssl-dev
-  libcpp-httplib-dev libssl-dev libstb-dev libcairo2-dev libpango1.0-dev
+  libcpp-httplib-dev libssl-dev libstb-dev libcairo2-dev libpango1.0-dev libpng-dev
   libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev

@@ -26,8 +26,11 @@ cairo_surface_t* surfaceFromRgba(const uint8_t* rgba, int width, int height) {
     for (int x = 0; x < width; ++x) {
       const uint8_t* in = rgba + (static_cast<size_t>(y) * width + x) * 4;
       const uint8_t a = in[3];
-      const uint32_t pixel = static_cast<uint32_t>(a) << 24 | static_cast<uint32_t>(premultiply(in[0], a)) << 16 |
-                             static_cast<uint32_t>(premultiply(in[1], a)) << 8 | premultiply(in[2], a);
+      // Opaque pixels, most of any picture, need no arithmetic.
+      const uint32_t pixel =
+          a == 255 ? 0xff000000u | static_cast<uint32_t>(in[0]) << 16 | static_cast<uint32_t>(in[1]) << 8 | in[2]
+                   : static_cast<uint32_t>(a) << 24 | static_cast<uint32_t>(premultiply(in[0], a)) << 16 |
+                         static_cast<uint32_t>(premultiply(in[1], a)) << 8 | premultiply(in[2], a);
       std::memcpy(data + static_cast<size_t>(y) * stride + static_cast<size_t>(x) * 4, &pixel, 4);
     }
   }
@@ -49,9 +52,15 @@ std::vector<uint8_t> rgbaFromSurface(cairo_surface_t* surface) {
       std::memcpy(&pixel, data + static_cast<size_t>(y) * stride + static_cast<size_t>(x) * 4, 4);
       const auto a = static_cast<uint8_t>(pixel >> 24);
       uint8_t* out = rgba.data() + (static_cast<size_t>(y) * width + x) * 4;
-      out[0] = unpremultiply(static_cast<uint8_t>(pixel >> 16), a);
-      out[1] = unpremultiply(static_cast<uint8_t>(pixel >> 8), a);
-      out[2] = unpremultiply(static_cast<uint8_t>(pixel), a);
+      if (a == 255) {  // opaque: the channels as they are, without three divisions
+        out[0] = static_cast<uint8_t>(pixel >> 16);
+        out[1] = static_cast<uint8_t>(pixel >> 8);
+        out[2] = static_cast<uint8_t>(pixel);
+      } else {
+        out[0] = unpremultiply(static_cast<uint8_t>(pixel >> 16), a);
+        out[1] = unpremultiply(static_cast<uint8_t>(pixel >> 8), a);
+        out[2] = unpremultiply(static_cast<uint8_t>(pixel), a);
+      }
       out[3] = a;
     }
   }
