@@ -58,8 +58,8 @@ class FaultTolerance : public test::ServiceTest {
   void foreground() {
     tp->clock->advance(4000);  // past the configured sync interval
     Platform::current().application->postNotification(UIApplicationWillEnterForegroundNotification);
-    settle();
-    ASSERT_TRUE(eventually([&] { return !sdk().isSyncing(); }));
+    settle(60);
+    ASSERT_TRUE(eventually([&] { return !sdk().isSyncing(); }, 60));
   }
 };
 
@@ -115,7 +115,7 @@ TEST_F(FaultTolerance, BrokenReportAnswersKeepTheRowsAndALostAnswerOnlyDuplicate
     service->setFaults(fault);
     tp->log->clear();
     sdk().reportActionWithMetaData(c.name);
-    settle();
+    settle(60);
     for (const auto& line : storedLines()) stored.push_back(line);
     EXPECT_TRUE(tp->log->contains(c.line));
     EXPECT_EQ(storedRows(), c.kept ? 1u : 0u);
@@ -203,8 +203,8 @@ TEST_F(FaultTolerance, TenThousandCampaignsAreSortedOutWhileEventsKeepFlowing) {
   foreground();
   sdk().reportActionWithMetaData("during the campaigns");
   sdk().reportAll();
-  settle();
-  ASSERT_TRUE(eventually([&] { return storedRows() == 0; })) << "the events do not wait for the campaigns";
+  settle(60);
+  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }, 60)) << "the events do not wait for the campaigns";
   sdk().serialInAppQueue()->waitUntilIdle();
   EXPECT_TRUE(tp->log->contains(
       "CorvanaFramework--[Corvana parseResponseForBlockedAndFeatures:]_block_invoke [Line 311] Received 10000 "

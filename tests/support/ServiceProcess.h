@@ -112,7 +112,7 @@ class ServiceProcess {
     cli->set_ca_cert_path(caFile_.c_str());
     cli->enable_server_certificate_verification(true);
     cli->set_connection_timeout(5, 0);
-    cli->set_read_timeout(10, 0);
+    cli->set_read_timeout(60, 0);  // a configuration of 10,000 campaigns takes a while in a sanitizer build
     cli->set_url_encode(false);
     return cli;
   }

@@ -39,9 +39,10 @@ class ServiceTest : public ::testing::Test {
   Corvana& sdk() { return Corvana::sharedInstance(); }
   CRVEventLogger& logger() { return CRVEventLogger::sharedInstance(); }
 
-  void settle() {
+  // Huge answers take a while under the sanitizers: `seconds` bounds the wait for the reports in flight.
+  void settle(int seconds = 10) {
     sdk().serialQueue()->waitUntilIdle();
-    ASSERT_TRUE(test::eventually([&] { return !logger().isReporting() && !sdk().makingInitCall(); }));
+    ASSERT_TRUE(test::eventually([&] { return !logger().isReporting() && !sdk().makingInitCall(); }, seconds));
   }
 
   // What an earlier, completed start left behind.

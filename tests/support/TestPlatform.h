@@ -104,10 +104,10 @@ struct TestPlatform {
   std::shared_ptr<Platform> platform;
 };
 
-// Polls, running the main queue's tasks in between, until the condition holds (10 s at most).
+// Polls, running the main queue's tasks in between, until the condition holds (10 s unless told otherwise).
 template <typename Condition>
-bool eventually(Condition condition) {
-  for (int i = 0; i < 1000; ++i) {
+bool eventually(Condition condition, int seconds = 10) {
+  for (int i = 0; i < seconds * 100; ++i) {
     Platform::current().mainQueue->drain();
     if (condition()) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
