@@ -7,13 +7,13 @@
 # the input is then in build/fuzz/run/artifacts/<target>/; fix the SDK and commit the input under
 # tests/fuzz/<target>/regressions/.
 #
-#   scripts/fuzz.sh [seconds-per-target] [target...]     (default: 45 seconds, every target)
+#   scripts/fuzz.sh [seconds-per-target] [target...]     (default: 30 seconds, every target)
 #   scripts/fuzz.sh 600                                   (a longer run by hand)
 # The targets' scratch folders go under $CORVANA_FUZZ_TMP (default /dev/shm, else build/fuzz/run).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-seconds="${1:-45}"
+seconds="${1:-30}"
 shift || true
 targets=("$@")
 [ ${#targets[@]} -gt 0 ] || targets=(campaign sync colour deeplink push components valueconv)

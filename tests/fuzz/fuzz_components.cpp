@@ -1,6 +1,6 @@
 // One component object of a campaign layout, read by every component record's factory (background, image,
 // texts, buttons, close button), with and without a campaign id; each record that is accepted is bound by the
-// data binder to a view of its kind (pictures come from tests/fuzz/images), laid out and drawn.
+// data binder to a view of its kind (pictures come from tests/fuzz/images), laid out, drawn and tapped.
 
 #include <cstdint>
 #include <memory>
@@ -11,6 +11,8 @@
 #include "corvana/render.h"
 #include "corvana/view.h"
 #include "corvana/view_controller.h"
+#include "events/CRVDataManager.h"
+#include "inapp/CRVInAppHandler.h"
 #include "inapp/CRVInAppMessage.h"
 #include "inapp/ui/CRVDataBinder.h"
 #include "inapp/ui/CRVIABackground.h"
@@ -78,6 +80,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::settle();  // pictures arrive through the global queue and the main queue
   screen->layoutIfNeeded();
   renderView(*screen, 0.25);
+  // A tap on an element with an action goes through the in-app handler, which lets go of the tap recognizers the
+  // binding made.
+  CRVInAppHandler& handler = CRVInAppHandler::sharedInstance();
+  if (!handler.tapGestureRecognizerSet().empty()) handler.imageAction(*handler.tapGestureRecognizerSet().front());
+  fuzz::settle();
+
+  CRVDataManager::sharedInstance().cleanUpAppEvents();
 
   CRVIOManager::sharedInstance().cleanUp();
   return 0;
