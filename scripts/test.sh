@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds and runs every test twice: a normal build, and an AddressSanitizer +
 # UndefinedBehaviorSanitizer build. The tests that exercise threads run a third time under ThreadSanitizer. Last,
-# each fuzz target runs for a bounded time (CORVANA_FUZZ_SECONDS, default 45 s).
+# each fuzz target runs for a bounded time (CORVANA_FUZZ_SECONDS, default 30 s).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -29,6 +29,6 @@ CORVANA_LOCK_ROUNDS=1000 CORVANA_SERVICE_BINARY="$PWD/build/release/tools/corvan
   ctest --test-dir build/tsan --output-on-failure -j"$jobs" -L concurrency || status=1
 
 echo "== fuzzing (clang, libFuzzer, ASan + UBSan)"
-bash scripts/fuzz.sh "${CORVANA_FUZZ_SECONDS:-45}" || status=1
+bash scripts/fuzz.sh "${CORVANA_FUZZ_SECONDS:-30}" || status=1
 
 exit $status
