@@ -65,8 +65,7 @@ def main(folder, doc):
                   f"| events delivered more than once | {kill['duplicated']} ({kill['duplicated_across_a_kill']} "
                   f"of them across a kill) |",
                   f"| events lost once stored | {kill['lost']} |",
-                  f"| events recorded but never stored (killed while still queued) | {kill['never_stored']} |",
-                  f"| kills inside a database write (hot journal found) | {kill['kills_inside_a_write']} |"]
+                  f"| events recorded but never stored (killed while still queued) | {kill['never_stored']} |"]
     stress = load(folder, "stress.json")
     if stress:
         lines.append(f"| stress: {stress['threads']} threads, {stress['calls']} calls of {stress['operations']} "
@@ -79,10 +78,10 @@ def main(folder, doc):
     fuzz = load(folder, "fuzz.json")
     if fuzz:
         lines += ["", f"Fuzzing, {fuzz['seconds_per_target']} s per target (build {fuzz['build_seconds']} s):", "",
-                  "| target | executions | seconds | corpus files | findings |", "|---|---|---|---|---|"]
+                  "| target | executions | seconds | corpus files | crashes |", "|---|---|---|---|---|"]
         for t in fuzz["targets"]:
             lines.append(f"| {t['target']} | {t['executions']} | {t['seconds']} | {t['corpus_files']} | "
-                         f"{t['findings']} |")
+                         f"{t['crashes']} |")
     statuses = {name: load(folder, f"{name}.status") for name in ("test", "faults", "kill")}
     failed = [name for name, status in statuses.items() if status not in (None, "0")]
     lines += ["", "Every stage passed." if not failed else f"Failed stages: {', '.join(failed)}.", "", END]
