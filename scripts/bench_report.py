@@ -86,20 +86,18 @@ def main():
             else f"{b['events_per_s']:,.0f} /s (none dropped)",
             ">= 5,000 /s", b["events_per_s"] >= 5000)
 
-    b = pick(service, "BM_Report1000Events")
-    if b:
-        row("report of 1,000 stored events over loopback HTTPS, to the rows deleted: median / p90",
+    for name, what, label, goal_ms in (
+            ("BM_Report1000Events", "report of 1,000 stored events over loopback HTTPS, to the rows deleted",
+             "report of 1,000 stored events", 100),
+            ("BM_Sync50CachedCampaigns", "sync of 50 campaigns with cached images, to the trigger table rebuilt",
+             "sync of 50 cached campaigns", 50)):
+        b = pick(service, name)
+        if not b:
+            row(label, "failed", f"< {goal_ms} ms", False)
+            continue
+        row(f"{what}: median / p90",
             f"{b['median_ms']:.1f} ms / {b['p90_ms']:.1f} ms (the service's answer in at {b['answer_median_ms']:.1f} ms)",
-            "< 100 ms", b["median_ms"] < 100)
-    else:
-        row("report of 1,000 stored events", "failed", "< 100 ms", False)
-    b = pick(service, "BM_Sync50CachedCampaigns")
-    if b:
-        row("sync of 50 campaigns with cached images, to the trigger table rebuilt: median / p90",
-            f"{b['median_ms']:.1f} ms / {b['p90_ms']:.1f} ms (the service's answer in at {b['answer_median_ms']:.1f} ms)",
-            "< 50 ms", b["median_ms"] < 50)
-    else:
-        row("sync of 50 cached campaigns", "failed", "< 50 ms", False)
+            f"< {goal_ms} ms", b["median_ms"] < goal_ms)
 
     for n in range(1, 7):
         b = pick(layouts, f"BM_RenderLayoutToPng/layout:{n}")

@@ -97,7 +97,8 @@ void CRVDataManager::cleanUpReported(const ReportedRows& rows) {
   for (const ReportedRows& other : reportsInFlight_) {
     std::erase_if(*other, [&](int64_t id) { return deleted.count(id) > 0; });
   }
-  cleanUpEventsWith(*rows);
+  // An overlapping report already deleted them all: nothing of this one's is left to delete.
+  if (!rows->empty()) cleanUpEventsWith(*rows);
   rows->clear();  // a repeated answer deletes nothing
 }
 

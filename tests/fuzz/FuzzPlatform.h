@@ -29,6 +29,7 @@
 #include "corvana/view.h"
 #include "corvana/view_controller.h"
 #include "inapp/ui/CRVDataBinder.h"
+#include "support/TestPlatform.h"
 
 namespace corvana::fuzz {
 
@@ -110,31 +111,8 @@ class NoOpenApplication : public Application {
   std::shared_ptr<Application> inner_;
 };
 
-// A scratch folder, removed at exit: under $TMPDIR (the runner points it at memory when it can).
-class ScratchDir {
- public:
-  ScratchDir() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "corvana-fuzz-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) {
-      std::perror("mkdtemp");
-      std::abort();
-    }
-    path_ = pattern;
-  }
-  ~ScratchDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  ScratchDir(const ScratchDir&) = delete;
-  ScratchDir& operator=(const ScratchDir&) = delete;
-  const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
-
 struct FuzzPlatform {
-  ScratchDir dir;
+  test::TempDir dir;  // under $TMPDIR (the runner points it at memory when it can), removed at exit
   std::shared_ptr<FolderHttpClient> http = std::make_shared<FolderHttpClient>(CORVANA_FUZZ_IMAGES);
   std::shared_ptr<Platform> platform;
 };
@@ -148,20 +126,9 @@ inline FuzzPlatform& installFuzzPlatform() {
   static FuzzPlatform* installed = [] {
     std::signal(SIGTRAP, abortOnTrap);
     static FuzzPlatform made;  // destroyed at exit, which removes the scratch folder
-    LinuxPlatformOptions options;
+    LinuxPlatformOptions options = test::testPlatformOptions();
     options.dataDirectory = made.dir.path();
-    options.appVersion = "2.3.1";
     options.bundleIdentifier = "io.corvana.fuzz";
-    options.bundlePath = CORVANA_SOURCE_RESOURCES;
-    options.deviceModel = "iPhone";
-    options.deviceMachine = "iPhone7,2";
-    options.deviceName = "Fuzz iPhone";
-    options.systemVersion = "9.3";
-    options.localeIdentifier = "en_US";
-    options.preferredLanguages = {"en-US"};
-    options.timeZoneName = "America/New_York";
-    options.carrierNames = {std::string("Carrier A")};
-    options.serviceDomain = "corvana.test";
     options.logSink = std::make_shared<QuietLog>();
     made.platform = Platform::makeLinuxDefault(options);
     made.platform->http = made.http;
@@ -246,6 +213,12 @@ inline std::optional<Value> jsonOf(const uint8_t* data, size_t size) {
   Value value = Value::parse(textOf(data, size), nullptr, /*allow_exceptions=*/false);
   if (value.is_discarded()) return std::nullopt;
   return value;
+}
+
+// The start of most targets: the platform installed, then the input as JSON (none for text that is not JSON).
+inline std::optional<Value> jsonInput(const uint8_t* data, size_t size) {
+  installFuzzPlatform();
+  return jsonOf(data, size);
 }
 
 }  // namespace corvana::fuzz

@@ -15,8 +15,7 @@
 using namespace corvana;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::installFuzzPlatform();
-  const auto dictionary = fuzz::jsonOf(data, size);
+  const auto dictionary = fuzz::jsonInput(data, size);
   if (!dictionary) return 0;
 
   if (const auto campaign = CRVInAppMessage::initWithDictionary(*dictionary)) {

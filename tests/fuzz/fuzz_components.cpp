@@ -38,8 +38,7 @@ std::shared_ptr<Record> build(const Value& component) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::installFuzzPlatform();
-  const auto component = fuzz::jsonOf(data, size);
+  const auto component = fuzz::jsonInput(data, size);
   if (!component) return 0;
 
   const auto background = build<CRVIABackground>(*component);

@@ -11,8 +11,7 @@
 using namespace corvana;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::installFuzzPlatform();
-  const auto payload = fuzz::jsonOf(data, size);
+  const auto payload = fuzz::jsonInput(data, size);
   if (!payload) return 0;
 
   Corvana& sdk = Corvana::sharedInstance();

@@ -16,8 +16,7 @@
 using namespace corvana;
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::installFuzzPlatform();
-  const auto response = fuzz::jsonOf(data, size);
+  const auto response = fuzz::jsonInput(data, size);
   if (!response) return 0;
 
   Corvana& sdk = Corvana::sharedInstance();
