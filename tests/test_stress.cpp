@@ -41,7 +41,6 @@ TEST_F(Stress, EightHostThreadsCallEveryOperationWhileTheAppComesAndGoes) {
   ASSERT_TRUE(sdk().sdkInitialized());
   constexpr int kThreads = 8, kCallsEach = 100;
   const unsigned seed = std::random_device{}();
-  std::cerr << "seed " << seed << "\n";
 
   // Each thread records its own action names; they must all arrive.
   std::vector<std::vector<std::string>> actions(kThreads);
@@ -119,15 +118,9 @@ TEST_F(Stress, EightHostThreadsCallEveryOperationWhileTheAppComesAndGoes) {
       if (arrived[name] > 1) ++twice;
     }
   }
-  std::cerr << recorded << " actions recorded, " << twice << " arrived more than once\n";
-  if (const char* dir = std::getenv("CORVANA_FIGURES_DIR"); dir && *dir) {
-    std::filesystem::create_directories(dir);
-    std::ofstream(std::filesystem::path(dir) / "stress.json")
-        << Value{{"threads", kThreads}, {"calls", kThreads * kCallsEach}, {"operations", operations.size()},
-                 {"actions_recorded", recorded}, {"actions_duplicated", twice}, {"seed", seed}}
-               .dump(2)
-        << "\n";
-  }
+  test::writeFigures("stress.json", {{"threads", kThreads}, {"calls", kThreads * kCallsEach},
+                                     {"operations", operations.size()}, {"actions_recorded", recorded},
+                                     {"actions_duplicated", twice}, {"seed", seed}});
 }
 
 // Four threads enter the SDK's locks from their four entry points at the same moment: the event logger (its
@@ -203,11 +196,8 @@ TEST(LockOrder, NoDeadlockWhenEveryEntryPointRunsAtOnce) {
   lock.unlock();
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(finished, rounds);
-  if (const char* dir = std::getenv("CORVANA_FIGURES_DIR"); dir && *dir) {
-    std::filesystem::create_directories(dir);
-    std::ofstream(std::filesystem::path(dir) / "lock-order.json")
-        << Value{{"threads", entries.size()}, {"rounds", rounds}, {"deadlocks", rounds - finished}}.dump(2) << "\n";
-  }
+  test::writeFigures("lock-order.json",
+                     {{"threads", entries.size()}, {"rounds", rounds}, {"deadlocks", rounds - finished}});
   Corvana::sharedInstance().serialQueue()->waitUntilIdle();
   std::error_code ignored;
   if (options.dataDirectory == shm) std::filesystem::remove_all(shm, ignored);

@@ -8,7 +8,9 @@
 #include <chrono>
 #include <thread>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -16,6 +18,7 @@
 #include <vector>
 
 #include "corvana/platform.h"
+#include "corvana/value.h"
 
 namespace corvana::test {
 
@@ -113,6 +116,15 @@ bool eventually(Condition condition, int seconds = 10) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   return condition();
+}
+
+// Prints a test's figures and, when CORVANA_FIGURES_DIR names a folder, writes them there as `file` (JSON).
+inline void writeFigures(const std::string& file, const Value& figures) {
+  std::printf("%s: %s\n", file.c_str(), figures.dump().c_str());
+  const char* dir = std::getenv("CORVANA_FIGURES_DIR");
+  if (!dir || !*dir) return;
+  std::filesystem::create_directories(dir);
+  std::ofstream(std::filesystem::path(dir) / file) << figures.dump(2) << "\n";
 }
 
 // The device facts every test sees unless it says otherwise.
