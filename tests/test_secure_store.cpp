@@ -3,7 +3,6 @@
 #include <fstream>
 #include <memory>
 #include <string>
-#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -117,21 +116,6 @@ TEST(LinuxSecureStore, AFileIsReadInItsFormatOrMovedAsideWhenUnreadable) {
     EXPECT_EQ(LinuxSecureStore(path, log).copyMatching({{kSecAttrService, "s"}}, nullptr), errSecSuccess);
     EXPECT_EQ(log->lines().size(), 1u);
   }
-}
-
-TEST(LinuxSecureStore, ConcurrentChangesAreAllKept) {
-  TempDir dir;
-  LinuxSecureStore store(dir.path() + "/store.json", nullptr);
-  std::vector<std::thread> writers;
-  for (int w = 0; w < 4; ++w) {
-    writers.emplace_back([&, w] {
-      for (int i = 0; i < 25; ++i) EXPECT_EQ(store.add(item("s", std::to_string(w * 100 + i), "x")), errSecSuccess);
-    });
-  }
-  for (auto& writer : writers) writer.join();
-  Value all;
-  LinuxSecureStore(dir.path() + "/store.json", nullptr).copyMatching(kAll, &all);
-  EXPECT_EQ(all.size(), 100u);
 }
 
 }  // namespace
