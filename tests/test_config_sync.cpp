@@ -102,7 +102,8 @@ TEST(SecuritySignature, ChecksFieldsInItsOwnOrder) {
     EXPECT_FALSE(CRVSecuritySignature::initWithAccessKeySignatureTimestampEmail(c.key, c.signature, c.timestamp,
                                                                                 c.email));
     EXPECT_EQ(tp.log->lines(),
-              (std::vector<std::string>{c.line, "CorvanaSDK-Faild to create Corvana Config, Please check the credentials"}));
+              (std::vector<std::string>{c.line,
+                                        "CorvanaSDK-Faild to create Corvana Config, Please check the credentials"}));
   }
   // Only the access key is escaped in the signed report path.
   auto spaced = CRVSecuritySignature::initWithAccessKeySignatureTimestampEmail("a b", "x/y+z=", "1", "e@x.io");

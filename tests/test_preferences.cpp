@@ -76,7 +76,8 @@ TEST(LinuxPreferences, AFileIsReadInItsFormatOrMovedAsideWhenUnreadable) {
     auto log = std::make_shared<CapturedLog>();
 
     LinuxPreferences store(path, log);
-    EXPECT_EQ(log->lines(), std::vector<std::string>{"CorvanaSDK-Preferences file unreadable, starting empty: " + path});
+    const std::string line = "CorvanaSDK-Preferences file unreadable, starting empty: " + path;
+    EXPECT_EQ(log->lines(), std::vector<std::string>{line});
     EXPECT_FALSE(store.objectForKey("a").has_value());
     EXPECT_EQ(readAll(path + ".corrupt"), text);
     store.setObjectForKey(int64_t{3}, "b");
