@@ -68,9 +68,7 @@ TEST_F(ConfigSync, TestDeviceSwitchingOnReportsTheStoredPushToken) {
   LorrowSQLiteManager file(Platform::current().files->documentsDirectory() + "/lorrowab.sqlite");
   const auto rows = file.getRowsForQuery("SELECT event FROM lorrow_events");
   ASSERT_EQ(rows.size(), 1u);
-  const Value record = Value::parse(rows[0]["event"].get<std::string>());
-  EXPECT_EQ(record["event_type"], "update_test_device");
-  EXPECT_EQ(record["push_token"], "") << "no token stored yet";
+  EXPECT_EQ(Value::parse(rows[0]["event"].get<std::string>())["push_token"], "") << "no token stored yet";
 }
 
 TEST_F(ConfigSync, SyncsAreSpacedByTenSecondsWhateverTheServiceInterval) {
@@ -78,7 +76,7 @@ TEST_F(ConfigSync, SyncsAreSpacedByTenSecondsWhateverTheServiceInterval) {
   EXPECT_TRUE(sdk.canUpdate()) << "never synced";
   CRVUtil::setObjectForKey(PreferenceValue(tp->clock->now()), kKeyLastUpdate);
   CRVUtil::setObjectForKey(Value(3600), kKeySyncTimeout);
-  const std::pair<double, bool> cases[] = {{5, false}, {9.5, false}, {10, true}, {11, true}};
+  const std::pair<double, bool> cases[] = {{9.5, false}, {10, true}};
   for (auto [after, allowed] : cases) {
     test::installTestPlatform().clock->set(Date{test::kTestEpoch + after});
     tp->log->clear();
@@ -104,20 +102,13 @@ TEST(SecuritySignature, ChecksFieldsInItsOwnOrder) {
     EXPECT_FALSE(CRVSecuritySignature::initWithAccessKeySignatureTimestampEmail(c.key, c.signature, c.timestamp,
                                                                                 c.email));
     EXPECT_EQ(tp.log->lines(),
-              (std::vector<std::string>{c.line, "CorvanaSDK-Faild to create Corvana Config, Please check the credentials"}));
+              (std::vector<std::string>{c.line,
+                                        "CorvanaSDK-Faild to create Corvana Config, Please check the credentials"}));
   }
-  auto record = CRVSecuritySignature::initWithAccessKeySignatureTimestampEmail("A", "S", "1", "e@x.io");
-  ASSERT_TRUE(record);
+  // Only the access key is escaped in the signed report path.
   auto spaced = CRVSecuritySignature::initWithAccessKeySignatureTimestampEmail("a b", "x/y+z=", "1", "e@x.io");
+  ASSERT_TRUE(spaced);
   EXPECT_EQ(CRVEventLogger::secureReportPath(*spaced), "report/events/%3Fak=a%20b&sign=x/y+z=&ts=1&email=e@x.io");
-
-  // Removing logs even when nothing is stored; setting nil only removes.
-  tp.log->clear();
-  Corvana::sharedInstance().setSecureSignature(nullptr);
-  EXPECT_EQ(tp.log->lines(), std::vector<std::string>{"CorvanaSDK-Removed secured signature."});
-  Corvana::sharedInstance().setSecureSignature(record);
-  EXPECT_TRUE(Platform::current().preferences->objectForKey(kKeySecureToken).has_value());
-  EXPECT_EQ(CRVUtil::getSecureSignature(), nullptr) << "an archived record does not read back";
 }
 
 }  // namespace

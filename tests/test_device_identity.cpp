@@ -35,14 +35,11 @@ TEST(DeviceIdentity, FirstLaunchMakesTwoIdentifiersStoresThemAndLogsTheInstallOn
   auto& platform = test::installTestPlatform();
   UIDeviceAdditionalInfo& info = UIDeviceAdditionalInfo::sharedInstance();
   const std::string install = info.installIdentifier();
-  EXPECT_TRUE(isRandomUpperCaseUUID(install)) << install;
+  const std::string unique = info.uniqueGlobalDeviceIdentifier();
+  EXPECT_TRUE(isRandomUpperCaseUUID(install) && isRandomUpperCaseUUID(unique)) << install << " " << unique;
+  EXPECT_NE(unique, install);
   EXPECT_EQ(Corvana::sharedInstance().getDeviceId(), install);
   EXPECT_EQ(preference(kKeyLorrowAppID), install);
-
-  const std::string unique = info.uniqueGlobalDeviceIdentifier();
-  EXPECT_TRUE(isRandomUpperCaseUUID(unique)) << unique;
-  EXPECT_NE(unique, install);
-  EXPECT_EQ(info.uniqueGlobalDeviceIdentifier(), unique);
   EXPECT_EQ(preference(kUniqueKey), unique);
   EXPECT_EQ(UICKeyChainStore::stringForKeyService(kUniqueKey), unique);
   EXPECT_EQ(platform.log->lines(), std::vector<std::string>{uuidLine(install)});
@@ -71,11 +68,10 @@ TEST(DeviceIdentity, IdentifiersInThePreferencesWinAndLeaveTheSecureStoreAlone) 
   ASSERT_TRUE(UICKeyChainStore::setStringForKeyService(kOtherUnique, kUniqueKey));
 
   UIDeviceAdditionalInfo& info = UIDeviceAdditionalInfo::sharedInstance();
-  EXPECT_EQ(platform.log->lines(), std::vector<std::string>{uuidLine(kOldInstall)});
   EXPECT_EQ(info.installIdentifier(), kOldInstall);
   EXPECT_EQ(info.uniqueGlobalDeviceIdentifier(), kStoredUnique);
   EXPECT_EQ(UICKeyChainStore::stringForKeyService(kUniqueKey), kOtherUnique);
-  EXPECT_EQ(platform.log->lines().size(), 1u);
+  EXPECT_EQ(platform.log->lines(), std::vector<std::string>{uuidLine(kOldInstall)});
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "util/SettingsKeys.h"
 
 using namespace corvana;
+using Lines = std::vector<std::string>;
 
 namespace {
 
@@ -63,15 +64,14 @@ TEST_F(EventLoggerTest, FirstEventAfterAChangedInstallationIsPrecededByOneDevice
   sdk().reportActionWithMetaData("checkout");
   drain();
 
-  const auto records = rows();
-  ASSERT_EQ(records.size(), 3u);
-  EXPECT_EQ(records[0], (Value{{"timestamp", now()}, {"event_type", "init"}, {"device_state", CRVUtil::deviceState()}}));
   // Objects compare in key order.
-  EXPECT_EQ(records[1], (Value{{"timestamp", now()}, {"event_type", "checkpoint"}, {"name", "crv_app_open"},
-                               {"type", "internal"}}));
-  EXPECT_EQ(records[2],
-            (Value{{"timestamp", now()}, {"event_type", "checkpoint"}, {"name", "checkout"}, {"type", "custom"}}));
-  EXPECT_TRUE(CRVUtil::getBoolForKey(kKeyInitReport));
+  const Value ts = now();
+  const auto checkpoint = [&](const char* name, const char* type) {
+    return Value{{"timestamp", ts}, {"event_type", "checkpoint"}, {"name", name}, {"type", type}};
+  };
+  EXPECT_EQ(rows(), (std::vector<Value>{
+                        {{"timestamp", ts}, {"event_type", "init"}, {"device_state", CRVUtil::deviceState()}},
+                        checkpoint("crv_app_open", "internal"), checkpoint("checkout", "custom")}));
   EXPECT_EQ(CRVUtil::getIntForkey("crv_app_open"), 1);
 }
 
@@ -114,23 +114,13 @@ TEST_F(EventLoggerTest, ActionMetadataAndLeadAttributesAreStoredAsGivenWhenTheQu
                                          {"email", "ada@example.co.uk"}}}}));
 }
 
-TEST_F(EventLoggerTest, RefusedCallsLogAndQueueNothing) {
+TEST_F(EventLoggerTest, RefusedCallsStoreNothingAndSessionsLastWholeSeconds) {
   start();
   tp->log->clear();
   sdk().reportActionWithMetaData("");
   sdk().associateLead(nullptr);
   sdk().startSession("");
   sdk().endSession("");
-  drain();
-  EXPECT_EQ(tp->log->lines(), (std::vector<std::string>{
-                                  "CorvanaSDK-Actin name should be a valid string. Failed to report action .",
-                                  "CorvanaSDK-Please set valid user attributes"}));
-  EXPECT_EQ(rows().size(), 1u);  // only the app open
-}
-
-TEST_F(EventLoggerTest, SessionsLastWholeSecondsAndASubSecondEndKeepsThemOpen) {
-  start();
-  tp->log->clear();
   tp->clock->advance(0.3);
   sdk().startSession("checkout");
   sdk().startSession("checkout");
@@ -138,7 +128,7 @@ TEST_F(EventLoggerTest, SessionsLastWholeSecondsAndASubSecondEndKeepsThemOpen) {
   tp->clock->advance(0.4);  // same second
   sdk().endSession("checkout");
   drain();
-  EXPECT_EQ(rows().size(), 1u);
+  EXPECT_EQ(rows().size(), 1u);  // the app open
   EXPECT_TRUE(sdk().eventLogger().sessions().contains("checkout"));
 
   tp->clock->advance(2.0);
@@ -153,12 +143,15 @@ TEST_F(EventLoggerTest, SessionsLastWholeSecondsAndASubSecondEndKeepsThemOpen) {
                                {"duration", 2}, {"type", "internal"}}));
   EXPECT_EQ(records[2]["name"], "crv_app_session");
   EXPECT_EQ(records[2]["duration"], 2);
-  std::vector<std::string> sessionLines;
-  for (const auto& line : tp->log->lines()) {
-    if (line.find("ession") != std::string::npos && line.rfind("CorvanaSDK-", 0) == 0) sessionLines.push_back(line);
-  }
-  EXPECT_EQ(sessionLines, (std::vector<std::string>{"CorvanaSDK-Session checkout already started.",
-                                                    "CorvanaSDK-checkout session not started."}));
+  Lines sdkLines = tp->log->lines();
+  // Ending a session reports it, which fails here: nothing listens.
+  std::erase_if(sdkLines, [](const std::string& line) {
+    return !line.starts_with("CorvanaSDK-") || line == "CorvanaSDK-Cannot connect to Corvana.";
+  });
+  EXPECT_EQ(sdkLines, (Lines{"CorvanaSDK-Actin name should be a valid string. Failed to report action .",
+                             "CorvanaSDK-Please set valid user attributes",
+                             "CorvanaSDK-Session checkout already started.",
+                             "CorvanaSDK-checkout session not started."}));
 }
 
 TEST_F(EventLoggerTest, EndingAllSessionsUsesASnapshotAndDiscardingStoresNothing) {
@@ -218,16 +211,13 @@ TEST_F(EventLoggerTest, PushAndInAppRecords) {
   logger.reportPushToken("abc123");
   logger.clearPushToken();
   logger.reportInappWithSubTypeAndCampaignId("displayed", "");
-  std::vector<std::string> texts;
+  Lines texts;
   for (const Value& record : rows()) texts.push_back(record.dump());
-  const std::string ts = std::to_string(now());
-  EXPECT_EQ(texts, (std::vector<std::string>{
-                       R"({"timestamp":)" + ts + R"(,"event_type":"push","push":{"subtype":"init","push_token":"abc123"}})",
-                       R"({"timestamp":)" + ts + R"(,"event_type":"update_test_device","push_token":"abc123"})",
-                       R"({"timestamp":)" + ts + R"(,"event_type":"push","push":{"subtype":"unregister"}})",
-                       R"({"timestamp":)" + ts + R"(,"event_type":"inapp"})",
-                   }));
-  EXPECT_EQ(tp->log->lines(), std::vector<std::string>{"CorvanaSDK-Updating test device push token"});
+  const std::string ts = R"({"timestamp":)" + std::to_string(now()) + R"(,"event_type":)";
+  EXPECT_EQ(texts, (Lines{ts + R"("push","push":{"subtype":"init","push_token":"abc123"}})",
+                          ts + R"("update_test_device","push_token":"abc123"})",
+                          ts + R"("push","push":{"subtype":"unregister"}})", ts + R"("inapp"})"}));
+  EXPECT_EQ(tp->log->lines(), Lines{"CorvanaSDK-Updating test device push token"});
 }
 
 }  // namespace

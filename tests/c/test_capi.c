@@ -95,16 +95,11 @@ static int start_service(const char* dir) {
   FILE* printed = fdopen(out[0], "r");
   if (!printed || !fgets(line, sizeof line, printed)) line[0] = '\0';
   if (printed) fclose(printed);
-  line[strcspn(line, "\n")] = '\0';
-  const size_t length = strlen(line);
-  const char* at = strstr(line, "listening on https://127.0.0.1:");
-  const char* cert = strstr(line, " (certificate ");
-  if (!at || !cert || length == 0 || line[length - 1] != ')') {
+  if (sscanf(line, "corvana-service listening on https://127.0.0.1:%d (certificate %1023[^)])", &service_port,
+             service_cert) != 2) {
     fprintf(stderr, "the service printed \"%s\"\n", line);
     return -1;
   }
-  service_port = atoi(at + strlen("listening on https://127.0.0.1:"));
-  snprintf(service_cert, sizeof service_cert, "%.*s", (int)(line + length - 1 - (cert + 14)), cert + 14);
   return 0;
 }
 
@@ -136,18 +131,6 @@ static char* admin_get(const char* path) {
     return NULL;
   }
   return text;
-}
-
-/* The account's received events once they hold `needle` (10 s at most); the last answer either way. */
-static char* events_with(const char* needle) {
-  char* events = NULL;
-  for (int i = 0; i < 200; ++i) {
-    free(events);
-    events = admin_get("/__admin/events?account=acme");
-    if (events && strstr(events, needle)) break;
-    corvana_main_queue_drain_for(50);
-  }
-  return events;
 }
 
 static int remove_entry(const char* path, const struct stat* st, int flag, struct FTW* ftw) {
@@ -187,24 +170,13 @@ int main(void) {
   CHECK_INT(corvana_platform_install_linux(&options), CORVANA_OK);
   CHECK_STR(corvana_sdk_version(), "0.8.4");
 
-  /* Refused arguments: nothing is handed to the SDK. */
+  /* Refused arguments answer their status and hand nothing to the SDK; freeing NULL is allowed. */
   CHECK_INT(corvana_initialize(NULL, "s3cret", "flutter", NULL), CORVANA_ERROR_NULL_ARGUMENT);
   CHECK_INT(corvana_initialize("acme", "s3cret", "flutter", "{\"a\":"), CORVANA_ERROR_INVALID_JSON);
-  CHECK_INT(corvana_sdk_initialized(), 0);
-  CHECK_INT(corvana_report_action(NULL, NULL), CORVANA_ERROR_NULL_ARGUMENT);
   CHECK_INT(corvana_report_action("bad \xff name", NULL), CORVANA_ERROR_INVALID_ARGUMENT);
-  CHECK_INT(corvana_start_session(NULL), CORVANA_ERROR_NULL_ARGUMENT);
-  CHECK_INT(corvana_associate_lead(NULL), CORVANA_ERROR_NULL_ARGUMENT);
-  CHECK_INT(corvana_lead_set_email(NULL, "ada@example.com"), CORVANA_ERROR_NULL_ARGUMENT);
-  CHECK_INT(corvana_open_url(NULL, NULL), CORVANA_ERROR_NULL_ARGUMENT);
-  CHECK_INT(corvana_register_push_device_token(NULL, 4), CORVANA_ERROR_NULL_ARGUMENT);
-  CHECK_INT(corvana_set_secure_signature("key", NULL, "1700000000", "ada@example.com"), CORVANA_ERROR_NULL_ARGUMENT);
-  CHECK_INT(corvana_set_secure_signature("key", "sig", "1700000000", "not-an-address"),
-            CORVANA_ERROR_INVALID_ARGUMENT);
+  CHECK_INT(corvana_sdk_initialized(), 0);
   corvana_lead_free(NULL);
-  corvana_action_metadata_free(NULL);
   corvana_string_free(NULL);
-  CHECK(corvana_lead_to_json(NULL) == NULL);
 
   /* A record holding invalid UTF-8 cannot be written: its JSON fails inside the guard, the SDK refuses it. */
   corvana_lead* broken = corvana_lead_create();
@@ -220,19 +192,17 @@ int main(void) {
   CHECK_INT(corvana_wait_until_idle(15000), CORVANA_OK);
   CHECK_INT(corvana_sdk_initialized(), 1);
   CHECK_INT(log_count("CorvanaSDK-v.0.8.4 initialized successfully."), 1);
-  CHECK_INT(corvana_is_secure_mode_enabled(), 0);
 
   char* device_id = corvana_get_device_id();
   CHECK(device_id && strlen(device_id) == 36 && strspn(device_id, "0123456789ABCDEF-") == 36);
   corvana_string_free(device_id);
 
-  /* The records are copied when handed over: freeing them at once loses nothing. */
+  /* The records are copied when handed over: freeing them at once loses nothing. What the service receives is
+     checked once the report has been answered. */
   corvana_lead* lead = corvana_lead_create();
   CHECK_INT(corvana_lead_set_first_name(lead, "Ada"), CORVANA_OK);
-  CHECK_INT(corvana_lead_set_email(lead, "ada@example.com"), CORVANA_OK);
-  CHECK_INT(corvana_lead_set_email(lead, "not-an-address"), CORVANA_OK); /* dropped */
   CHECK_INT(corvana_lead_set_field(lead, "plan", "gold"), CORVANA_OK);
-  const char* lead_json = "{\"firstName\":\"Ada\",\"email\":\"ada@example.com\",\"plan\":\"gold\"}";
+  const char* lead_json = "{\"firstName\":\"Ada\",\"plan\":\"gold\"}";
   char* lead_made = corvana_lead_to_json(lead);
   CHECK_STR(lead_made, lead_json);
   corvana_string_free(lead_made);
@@ -240,69 +210,37 @@ int main(void) {
   corvana_lead_free(lead);
 
   corvana_action_metadata* details = corvana_action_metadata_create();
-  CHECK_INT(corvana_action_metadata_set_json(details, "[1]"), CORVANA_ERROR_INVALID_JSON);
   CHECK_INT(corvana_action_metadata_set_type(details, "purchase"), CORVANA_OK);
-  CHECK_INT(corvana_action_metadata_set_details(details, "cart"), CORVANA_OK);
   CHECK_INT(corvana_action_metadata_set_metric_int(details, 3), CORVANA_OK);
-  CHECK_INT(corvana_action_metadata_set_length_double(details, 2.5), CORVANA_OK);
   CHECK_INT(corvana_action_metadata_set_value(details, "sku", "A-1"), CORVANA_OK);
-  const char* details_json =
-      "{\"Action Type\":\"purchase\",\"Action Details\":\"cart\",\"Action Metric\":3,\"Action Length\":2.5,"
-      "\"sku\":\"A-1\"}";
-  char* made = corvana_action_metadata_to_json(details);
-  CHECK_STR(made, details_json);
-  corvana_string_free(made);
+  const char* details_json = "{\"Action Type\":\"purchase\",\"Action Metric\":3,\"sku\":\"A-1\"}";
   CHECK_INT(corvana_report_action("checkout", details), CORVANA_OK);
   corvana_action_metadata_free(details);
-
-  /* A session is stored once it has lasted a whole second of the clock. */
-  CHECK_INT(corvana_start_session("browsing"), CORVANA_OK);
-  CHECK_INT(corvana_wait_until_idle(15000), CORVANA_OK);
-  sleep(1);
-  CHECK_INT(corvana_end_session("browsing"), CORVANA_OK);
 
   const uint8_t token[] = {0xde, 0xad, 0xbe, 0xef};
   CHECK_INT(corvana_register_push_device_token(token, sizeof token), CORVANA_OK);
   char* hex = corvana_get_push_device_token();
   CHECK_STR(hex, "deadbeef");
   corvana_string_free(hex);
-  CHECK_INT(corvana_is_push_registered(), 1);
-  CHECK_INT(corvana_track_push_notification("{\"vs\":{\"cid\":\"c-99\""), CORVANA_ERROR_INVALID_JSON);
   int responses = 0;
-  CHECK_INT(corvana_did_receive_notification_response("{\"aps\":", on_response, &responses),
-            CORVANA_ERROR_INVALID_JSON);
   CHECK_INT(corvana_did_receive_notification_response("{\"aps\":{}}", on_response, &responses), CORVANA_OK);
   CHECK_INT(responses, 1);
 
-  CHECK_INT(corvana_open_url("https://example.com/x", NULL), 0);
-  CHECK_INT(log_count("CorvanaSDK-Deep link received but crvn url scheme not found."), 1);
-  CHECK_INT(corvana_open_url("crvn://add_test_device?token=T1", "{bad"), CORVANA_ERROR_INVALID_JSON);
-
   CHECK_INT(corvana_report_all(), CORVANA_OK);
-  CHECK_INT(corvana_wait_until_idle(15000), CORVANA_OK);
-  CHECK(corvana_main_queue_drain() >= 0);
+  CHECK_INT(corvana_wait_until_idle(15000), CORVANA_OK);  /* the report is answered */
 
   char action[512], user[256];
   snprintf(action, sizeof action,
            "\"event_type\":\"checkpoint\",\"name\":\"checkout\",\"metadata\":%s,\"type\":\"custom\"}", details_json);
   snprintf(user, sizeof user, "\"event_type\":\"user\",\"user\":%s}", lead_json);
-  const char* session = "\"event_type\":\"session\",\"name\":\"browsing\",\"duration\":";
-  char* events = events_with(session);
-  CHECK(events && strstr(events, session));
+  char* events = admin_get("/__admin/events?account=acme");
   CHECK(events && strstr(events, action));
   CHECK(events && strstr(events, user));
-  CHECK(events && !strstr(events, "c-99"));
   free(events);
 
   char* requests = admin_get("/__admin/requests");
   CHECK(requests && strstr(requests, "\"appbd\":\"Framework Type: flutter, SDK Version: 0.8.4\""));
   free(requests);
-
-  CHECK_INT(corvana_unregister_push_device_token(), CORVANA_OK);
-  CHECK_INT(corvana_is_push_registered(), 0);
-  CHECK_INT(corvana_app_did_enter_background(), CORVANA_OK);
-  CHECK_INT(corvana_app_will_enter_foreground(), CORVANA_OK);
-  CHECK_INT(corvana_wait_until_idle(15000), CORVANA_OK);
 
   if (failures) log_dump();
   stop_service();
