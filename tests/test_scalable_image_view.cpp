@@ -50,19 +50,5 @@ TEST(ScalableImageView, LayoutFillsTheScaledAxisWithBorderOutsideThePicture) {
   }
 }
 
-TEST(ScalableImageView, NewScaleFlagsTakeEffectWithTheNextPicture) {
-  const auto view = CRVScalableImageView::initWithFrame(makeRect(0, 0, 100, 100));
-  const auto wide = picture(200, 100);
-  view->updateWidthHeight(true, false);
-  view->setImage(wide);
-  view->layoutIfNeeded();
-  view->updateWidthHeight(false, true);  // asks for no new pass
-  view->layoutIfNeeded();
-  EXPECT_EQ(view->scaledImageView()->frame(), makeRect(0, 25, 100, 50));
-  view->setImage(wide);
-  view->layoutIfNeeded();
-  EXPECT_EQ(view->scaledImageView()->frame(), makeRect(-50, 0, 200, 100));
-}
-
 }  // namespace
 }  // namespace corvana
