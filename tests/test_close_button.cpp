@@ -1,4 +1,4 @@
-// The close button's glyph: the gradient's colours and the pixels each style draws.
+// The close button: the pixels each style draws.
 
 #include <gtest/gtest.h>
 
@@ -19,22 +19,6 @@ std::string rgba255(const Color& c) {
   out << std::lround(c.red * 255) << "," << std::lround(c.green * 255) << "," << std::lround(c.blue * 255) << ","
       << std::lround(c.alpha * 255);
   return out.str();
-}
-
-TEST(CloseButton, GradientBrightnessIsClampedThenSpread) {
-  const struct {
-    Color color;
-    std::string top, bottom;
-  } cases[] = {{{0.95, 0.95, 0.95, 1}, "255,255,255,255", "179,179,179,255"},  // 1.0 .. 0.7
-               {{0.05, 0.05, 0.05, 1}, "77,77,77,255", "0,0,0,255"},          // 0.3 .. 0.0
-               {{0.5, 0, 0, 0.4}, "166,0,0,255", "89,0,0,255"},               // 0.65 .. 0.35, opaque
-               // The hue and saturation are kept.
-               {{0.5, 0.6, 0.1, 1}, "159,191,32,255", "96,115,19,255"},
-               {{0.2, 0.3, 0.7, 1}, "62,93,217,255", "40,60,140,255"}};
-  for (const auto& c : cases) {
-    const CloseGlyphGeometry g = closeGlyphGeometry(makeRect(0, 0, 64, 64), 3, c.color);
-    EXPECT_EQ(rgba255(g.gradientTop) + " " + rgba255(g.gradientBottom), c.top + " " + c.bottom);
-  }
 }
 
 TEST(CloseButton, DrawsDiscRingAndCrossPerStyle) {

@@ -1,5 +1,5 @@
 // What the view layer draws: backgrounds, rounded corners, borders and subviews, a picture filling its view, text
-// by its alignment and underline, a button, and a window with its presented screen, written to a PNG.
+// by its alignment and underline, and a window with its presented screen, written to a PNG.
 
 #include <gtest/gtest.h>
 
@@ -54,12 +54,6 @@ TEST(Render, BackgroundCornersBordersAndSubviews) {
   EXPECT_EQ(
       pixels(image, {{50, 30}, {60, 20}, {1, 1}, {98, 58}, {50, 1}, {96, 30}, {50, 5}, {15, 45}, {15, 58}, {-1, 0}}),
       (std::vector<Color>{kRed, kRed, kNone, kNone, kBlue, kBlue, kRed, kGreen, kBlue, kNone}));
-
-  // Twice the pixels at scale 2; without a corner radius a subview is not clipped but still outside the image.
-  view.layer() = Layer{};
-  const RenderedImage doubled = renderView(view, 2.0);
-  EXPECT_EQ(std::tuple(doubled.width, doubled.height), std::tuple(200, 120));
-  EXPECT_EQ(pixels(doubled, {{1, 1}, {10, 100}}), (std::vector<Color>{kRed, kGreen}));
 }
 
 TEST(Render, APictureFillsItsViewCentredWithoutSpillingOut) {
@@ -118,18 +112,6 @@ TEST(Render, LabelTextFollowsItsAlignmentAndUnderline) {
   const double textWidth = underlined.intrinsicContentSize().width;
   EXPECT_LT(longestRun(renderView(plain)), textWidth / 3);
   EXPECT_GE(longestRun(renderView(underlined)), textWidth * 0.9);
-}
-
-TEST(Render, ButtonsDrawTheirImageAndWhiteTitle) {
-  Button button(makeRect(0, 0, 120, 40));
-  button.setBackgroundImage(std::make_shared<Image>(1, 1, std::vector<uint8_t>{0, 0, 255, 255}));
-  button.setTitle("OK");
-  button.layoutIfNeeded();
-  const RenderedImage image = renderView(button);
-  EXPECT_EQ(image.pixelAt(2, 2), kBlue);
-  int white = 0;
-  for (int at = 0; at < 120 * 40; ++at) white += image.pixelAt(at % 120, at / 120) == kWhite ? 1 : 0;
-  EXPECT_GT(white, 10);
 }
 
 TEST(Render, WindowDrawsTheRootThenThePresentedScreensAndWritesAPng) {
