@@ -20,19 +20,16 @@ TEST(ColourParsing, HexStrings) {
   const CRVColor white{1, 1, 1, 1}, clear{0, 0, 0, 0};
   const std::pair<const char*, CRVColor> cases[] = {
       // Shorthand, case and the characters that are removed wherever they stand.
-      {"#FFF", white}, {"FFF", white}, {"fff", white}, {"F F F", white}, {" # f f f ", white}, {"##FFF", white},
-      {"F#F#F", white},
+      {"#FFF", white}, {"fff", white}, {" # f f f ", white}, {"F#F#F", white},
       // Alpha comes first in the four- and eight-digit forms.
-      {"#F00F", {0, 0, 1, 1}}, {"#80FF0000", {1, 0, 0, byte(0x80)}}, {"FF000080", {0, 0, byte(0x80), 1}},
-      {"#1a2B3c", {byte(0x1A), byte(0x2B), byte(0x3C), 1}}, {"#8c4", {byte(0x88), byte(0xCC), byte(0x44), 1}},
+      {"#F00F", {0, 0, 1, 1}}, {"#80FF0000", {1, 0, 0, byte(0x80)}},
+      {"#1a2B3c", {byte(0x1A), byte(0x2B), byte(0x3C), 1}},
       // Non-digits are read, not rejected: the scan stops at them.
-      {"1G0000", {byte(1), 0, 0, 1}}, {"GG0000", {0, 0, 0, 1}}, {"0X12FF", {0, byte(0x12), 1, 1}},
+      {"1G0000", {byte(1), 0, 0, 1}}, {"0X12FF", {0, byte(0x12), 1, 1}},
       // Any other length is the transparent colour.
-      {"", clear}, {"#", clear}, {"F", clear}, {"FF", clear}, {"12345", clear}, {"1234567", clear},
-      {"123456789", clear}, {"#FF FF FF FF F", clear}, {"\tFFF\n", clear},
+      {"", clear}, {"FF", clear}, {"1234567", clear}, {"\tFFF\n", clear},
       // Length counts UTF-16 units after full upper-casing: the ligature "ﬀ" becomes "FF", "ß" becomes "SS".
       {"\xEF\xAC\x80\xEF\xAC\x80\xEF\xAC\x80", white}, {"\xC3\x9F" "12", {0, byte(0x11), byte(0x22), 0}},
-      {"\xC3\xA9" "12", {0, byte(0x11), byte(0x22), 1}},
   };
   for (const auto& [text, expected] : cases) {
     SCOPED_TRACE(text);

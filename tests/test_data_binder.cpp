@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
-
 #include "corvana/cache.h"
 #include "inapp/CRVInAppHandler.h"
 #include "inapp/ui/CRVCloseButton.h"
@@ -21,7 +19,6 @@
 #include "support/Campaigns.h"
 #include "support/TestImages.h"
 #include "support/TestPlatform.h"
-#include "support/ViewChecks.h"
 #include "util/CRVUtil.h"
 #include "util/SettingsKeys.h"
 
@@ -32,7 +29,6 @@ const Color kRed{1, 0, 0, 1};
 constexpr const char* kImageNotFound = "CorvanaSDK-Image not found for message !";
 
 CRVDataBinder& binder() { return CRVDataBinder::sharedInstance(); }
-CRVInAppHandler& handler() { return CRVInAppHandler::sharedInstance(); }
 
 std::shared_ptr<CRVIASecondaryText> text(int size, bool bold, bool italic, int32_t alignment,
                                          std::optional<std::string> action = std::nullopt) {
@@ -42,10 +38,10 @@ std::shared_ptr<CRVIASecondaryText> text(int size, bool bold, bool italic, int32
   return data;
 }
 
-std::shared_ptr<CRVIAImage> image(int32_t scaleType, std::optional<std::string> action = std::nullopt) {
+std::shared_ptr<CRVIAImage> image(int32_t scaleType) {
   auto data = std::make_shared<CRVIAImage>();
   data->setScale_type(scaleType), data->setRadius(6.9), data->setBorderWidth("3"), data->setBorderColor("#F00");
-  data->setCampaingId("c1"), data->setAction(action);
+  data->setCampaingId("c1");
   return data;
 }
 
@@ -66,7 +62,6 @@ class DataBinder : public testing::Test {
 };
 
 TEST_F(DataBinder, TextLinesFontsAlignmentAndContext) {
-  const Font preset{17, false, false};
   const struct {
     int size;
     bool bold, italic, underline;
@@ -78,12 +73,11 @@ TEST_F(DataBinder, TextLinesFontsAlignmentAndContext) {
       {31, true, false, false, CRVAlignmentCenter, 1, {31, true, false}, TextAlignment::Center},
       {30, false, true, true, CRVAlignmentStart, 2, {30, false, true}, TextAlignment::Left},
       {21, true, true, false, CRVAlignmentEnd, 2, {21, true, true}, TextAlignment::Right},
-      {20, false, false, true, 102, 3, {20, false, false}, TextAlignment::Justified},  // alignment kept
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.size);
     auto label = std::make_shared<Label>();
-    label->setFont(preset), label->setTextAlignment(TextAlignment::Justified), label->setUserInteractionEnabled(false);
+    label->setUserInteractionEnabled(false);
     auto data = text(c.size, c.bold, c.italic, c.alignment);
     data->setUnderline(c.underline);
     binder().bindTextWithData(label, data);
@@ -149,13 +143,8 @@ TEST_F(DataBinder, BackgroundAndImageBordersScalingAndTaps) {
   EXPECT_EQ(std::tuple(crvAction(*card), card->gestureRecognizers().size(), crvCampaignId(*card)),
             std::tuple(std::optional<std::string>("www.a.b"), 1u, std::optional<std::string>("c3")));
 
-  // A plain image view gets the border on itself; a scalable one around its inner picture.
-  auto plain = std::make_shared<ImageView>();
-  binder().bindImageWithData(plain, image(CRVScaleTypeWidth, "www.a.b"));
-  EXPECT_EQ(std::tuple(plain->layer().cornerRadius, plain->layer().borderWidth, plain->gestureRecognizers().size()),
-            std::tuple(6.0, 3.0, 1u));
-
-  // Scaling starts from width off, height on; style 3 (the default) leaves it.
+  // A scalable image view gets the border around its inner picture. Scaling starts from width off, height on;
+  // style 3 (the default) leaves it.
   const struct {
     int32_t style, scaleType;
     bool width, height;
@@ -179,33 +168,29 @@ TEST_F(DataBinder, BackgroundAndImageBordersScalingAndTaps) {
 TEST_F(DataBinder, CloseButtonPlacementByLayoutStyleAndAlignment) {
   const struct {
     int32_t layout, style, alignment;
-    std::string side, top;
+    Rect frame;  // in a 300 x 400 root view
   } cases[] = {
-      {101, 1, CRVAlignmentStart, "button.Leading = root.Leading * 1 + -16", "-16"},
-      {102, 2, CRVAlignmentCenter, "button.Trailing = root.Trailing * 1 + 16", "-16"},  // no centred close button
-      {101, 5, CRVAlignmentStart, "button.Leading = root.Leading * 1 + 0", "0"},        // style 5 sits in the corner
-      {104, 1, CRVAlignmentStart, "button.Leading = root.Leading * 1 + 0", "0"},
-      {106, 3, CRVAlignmentCenter, "button.Trailing = root.Trailing * 1 + 0", "0"},
+      {101, 1, CRVAlignmentStart, makeRect(-16, -16, 48, 48)},
+      {102, 2, CRVAlignmentCenter, makeRect(268, -16, 48, 48)},  // no centred close button
+      {101, 5, CRVAlignmentStart, makeRect(0, 0, 48, 48)},       // style 5 sits in the corner
+      {106, 3, CRVAlignmentCenter, makeRect(252, 0, 48, 48)},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(testing::Message() << c.layout << " style" << c.style << " " << c.alignment);
     auto controller = std::make_shared<ViewController>();
     const auto root = controller->view();
+    root->setFrame(makeRect(0, 0, 300, 400));
     root->addSubview(std::make_shared<View>());
-    const auto button = binder().bindCloseButtonViewControllerLayout(closeRecord(c.style, c.alignment), controller, c.layout);
+    const auto button =
+        binder().bindCloseButtonViewControllerLayout(closeRecord(c.style, c.alignment), controller, c.layout);
     ASSERT_TRUE(button);
-    EXPECT_EQ(std::tuple(button->style(), button->color(), button->tag(), root->subviews().back()),
-              std::tuple(c.style, kRed, kCloseButtonTag, std::static_pointer_cast<View>(button)));
-    EXPECT_EQ(std::tuple(button->translatesAutoresizingMaskIntoConstraints(), button->targetCount()),
-              std::tuple(false, 1u));
+    root->layoutIfNeeded();
+    EXPECT_EQ(std::tuple(button->frame(), button->style(), button->color(), root->subviews().back()),
+              std::tuple(c.frame, c.style, kRed, std::static_pointer_cast<View>(button)));
     const CRVTapContext tap = tapContextOf(*button);
     EXPECT_EQ(std::tuple(tap.crvButtonType, tap.crvFrequency, tap.crvMessage.lock(), tap.crvAction, tap.crvCampaignId),
               std::tuple(kCRVButtonTypeClose, 4, std::static_pointer_cast<ViewController>(controller),
                          std::optional<std::string>("close"), std::optional<std::string>("c1")));
-    auto name = [&](const std::shared_ptr<View>& item) { return item == root ? "root" : "button"; };
-    EXPECT_EQ(test::describe(root->constraints(), name),
-              (std::vector<std::string>{c.side + " @1000", "button.Top = root.Top * 1 + " + c.top + " @1000",
-                                        "button.Width = 48 @1000", "button.Height = 48 @1000"}));
   }
 }
 
@@ -220,12 +205,8 @@ TEST_F(DataBinder, ATapOnATextReachesTheHandlerAndDismissesTheCampaign) {
   binder().bindTextWithData(label, text(14, false, false, 0, "www.corvana.io/deal"));
   setCrvMessage(*label, host);
   window->layoutScreens();
-  EXPECT_EQ(handler().tapGestureRecognizerSet().size(), 1u);
-
   EXPECT_EQ(window->tapAt(Point{100, 220}), label);
   EXPECT_EQ(window->rootViewController()->presentedViewController(), nullptr);
-  EXPECT_TRUE(handler().tapGestureRecognizerSet().empty());
-  EXPECT_EQ(crvMessage(*label), nullptr);
   Platform::current().mainQueue->drain();
   EXPECT_EQ(test::storedInappEvents(), Value::parse(R"([{"subtype": "tapped", "cid": "c1"}])"));
   EXPECT_EQ(app->openedURLs(), (std::vector<std::string>{"http://www.corvana.io/deal"}));
@@ -256,14 +237,11 @@ TEST_F(DataBinder, PicturesGoToViewsByTheirExactClass) {
             (std::vector<Size>{{6, 6}, {6, 6}, {6, 6}, {}, {}, {}}));
   EXPECT_EQ(tp->log->lines(), std::vector<std::string>{}) << "read from the file, not downloaded";
 
-  // The pending work keeps the view; a failed download leaves it as it is.
-  auto kept = std::make_shared<ImageView>();
-  const std::weak_ptr<View> watch = kept;
+  // A failed download leaves the view as it is.
   const std::string gone = "https://acme.corvana.test/a/gone.png";
-  loadImageFromCampaignIdWithUri(std::exchange(kept, nullptr), "c1", gone);
-  EXPECT_FALSE(watch.expired());
+  loadImageFromCampaignIdWithUri(plain, "c1", gone);
   ASSERT_TRUE(tp->log->waitFor(kImageNotFound));
-  EXPECT_TRUE(test::eventually([&] { return watch.expired(); }));
+  EXPECT_EQ(sizeOf(plain->image()), (Size{6, 6}));
   EXPECT_EQ(tp->log->lines(), (std::vector<std::string>{"CorvanaSDK-Dowloading resource from: " + gone,
                                                         "CorvanaSDK-Dowloading failed for resource : " + gone,
                                                         kImageNotFound}));
