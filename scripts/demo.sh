@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs the demo host app. Arguments go to the demo.
+# Installs what is missing, builds the SDK and the demo host app (no test program), and runs the demo. Arguments
+# go to the demo.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh build/release
+CORVANA_TARGETS="corvana-demo" scripts/setup.sh build/release
 exec build/release/tools/corvana-demo "$@"

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs every Debian package the SDK, its tools and its tests need (only what is missing), then configures
-# and builds one build folder.
-#   scripts/setup.sh [BUILD_DIR] [extra cmake arguments...]
+# and builds one build folder: everything, or only the targets named in CORVANA_TARGETS (blank-separated).
+#   [CORVANA_TARGETS="corvana-demo ..."] scripts/setup.sh [BUILD_DIR] [extra cmake arguments...]
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -12,6 +12,7 @@ packages=(
   libcli11-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
+  faketime
 )
 missing=()
 for p in "${packages[@]}"; do
@@ -27,4 +28,6 @@ fi
 build_dir="${1:-build/release}"
 shift || true
 cmake -S . -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCORVANA_WERROR=ON "$@" >/dev/null
-cmake --build "$build_dir" -j"$(nproc)"
+targets=()
+for target in ${CORVANA_TARGETS:-}; do targets+=(--target "$target"); done
+cmake --build "$build_dir" -j"$(nproc)" "${targets[@]}"

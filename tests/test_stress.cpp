@@ -133,6 +133,9 @@ TEST(LockOrder, NoDeadlockWhenEveryEntryPointRunsAtOnce) {
   std::string shm = "/dev/shm/corvana-lock-XXXXXX";
   if (std::filesystem::is_directory("/dev/shm") && ::mkdtemp(shm.data())) options.dataDirectory = shm;
   auto& tp = test::installTestPlatform(options);
+  // The triggers compare the campaigns' dates with SQLite's clock, the real one: the SDK's clock reads the same.
+  const double now = test::realNow();
+  tp.clock->set(Date{now});
   const int rounds = roundsFromEnvironment("CORVANA_LOCK_ROUNDS", 10'000);
   // An installation that starts at once, without a sync; its reports fail fast, as nothing listens.
   CRVUtil::setObjectForKey(Value("2.3.1"), kKeyAppVersion);
@@ -143,7 +146,6 @@ TEST(LockOrder, NoDeadlockWhenEveryEntryPointRunsAtOnce) {
   Corvana::sharedInstance().initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions("acme", "s3cret", "native");
   Corvana::sharedInstance().serialQueue()->waitUntilIdle();
   ASSERT_TRUE(Corvana::sharedInstance().sdkInitialized());
-  const double now = test::realNow();
   CRVDataManager& store = CRVDataManager::sharedInstance();
   for (const char* cid : {"c1", "c2"}) {
     auto campaign = CRVInAppMessage::initWithDictionary(test::liveCampaign(cid, "buy", "always", now - 86400, now + 86400));

@@ -222,7 +222,8 @@ struct CORVANA_EXPORT LinuxPlatformOptions {
   std::string dataDirectory;
   std::string appVersion = "1.0";
   std::string bundleIdentifier = "io.corvana.host";
-  // Folder holding "CRVResources.bundle". Empty: the folder the SDK was installed with.
+  // Folder holding "CRVResources.bundle". Empty: "share/corvana" of the prefix the SDK is installed in, found from
+  // the library's own place at run time (beside the program, for the static library).
   std::string bundlePath;
   // Domain of the service; the account identifier becomes its left-most label. May carry a port.
   std::string serviceDomain = "corvana.io";

@@ -2,12 +2,14 @@
 
 #include <utility>
 
+#include "platform/InstalledBundle.h"
+
 namespace corvana {
 
 LinuxApplication::LinuxApplication(std::string appVersion, std::string bundleIdentifier, std::string bundlePath)
     : appVersion_(std::move(appVersion)),
       bundleIdentifier_(std::move(bundleIdentifier)),
-      bundlePath_(bundlePath.empty() ? std::string(CORVANA_RESOURCE_DIR) : std::move(bundlePath)) {}
+      bundlePath_(bundlePath.empty() ? installedBundleFolder() : std::move(bundlePath)) {}
 
 Value LinuxApplication::infoDictionary() {
   // The display name is the last label of the bundle identifier ("io.corvana.host" -> "host").

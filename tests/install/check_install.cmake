@@ -1,8 +1,10 @@
 cmake_minimum_required(VERSION 3.25)
-# Installs the build into a fresh prefix, builds tests/install/host.cpp against it with find_package(Corvana)
-# (shared and static) and with pkg-config, runs the programs and checks what they print.
+# Installs the build into a fresh prefix and moves it elsewhere, as packagers and app bundles do, then builds
+# tests/install/host.cpp against it with find_package(Corvana) (shared and static) and with pkg-config, runs the
+# programs and checks what they print; campaign_host shows a campaign, which needs the bundle of the moved prefix.
 # The README's host-app example is built the same way, so a newcomer's first program is known to compile against
-# the package. Arguments (-D): BUILD_DIR, SOURCE_DIR (tests/install), README, WORK_DIR, CXX, GENERATOR.
+# the package. Arguments (-D): BUILD_DIR, SOURCE_DIR (tests/install), README, WORK_DIR, CXX, GENERATOR, SERVICE
+# (the corvana-service program).
 
 function(run)
   execute_process(COMMAND ${ARGV} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
@@ -13,8 +15,10 @@ function(run)
 endfunction()
 
 file(REMOVE_RECURSE "${WORK_DIR}")
-set(prefix "${WORK_DIR}/prefix")
-run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
+set(prefix "${WORK_DIR}/moved/prefix")
+run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${WORK_DIR}/staging")
+file(MAKE_DIRECTORY "${WORK_DIR}/moved")
+file(RENAME "${WORK_DIR}/staging" "${prefix}")
 
 # What the package holds, and what it must not hold.
 file(GLOB_RECURSE libs RELATIVE "${prefix}" "${prefix}/lib*/libcorvana*")
@@ -89,5 +93,17 @@ endif()
 if(shared_id STREQUAL pkgconfig_id)
   message(FATAL_ERROR "two data folders share the install identifier ${shared_id}")
 endif()
+# A campaign drawn by an SDK that found its bundle in the moved prefix.
+file(MAKE_DIRECTORY "${WORK_DIR}/data-c" "${WORK_DIR}/service")
+run(${CMAKE_COMMAND} -E env "LD_LIBRARY_PATH=${libdir}" "${WORK_DIR}/find/campaign_host" "${WORK_DIR}/data-c"
+  "${SERVICE}" "${WORK_DIR}/service" "${WORK_DIR}/campaign.png")
+if(NOT run_output STREQUAL "campaign shown, bundle ${prefix}/share/corvana\n")
+  message(FATAL_ERROR "campaign_host printed \"${run_output}\"")
+endif()
+file(SIZE "${WORK_DIR}/campaign.png" png_size)
+if(png_size LESS 1000)
+  message(FATAL_ERROR "the campaign's picture holds only ${png_size} bytes")
+endif()
+
 message(STATUS "installed package works: ${shared_id}, ${pkgconfig_id}")
 file(REMOVE_RECURSE "${WORK_DIR}")
