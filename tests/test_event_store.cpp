@@ -1,3 +1,5 @@
+#include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <thread>
@@ -35,17 +37,44 @@ class EventStoreTest : public ::testing::Test {
   std::optional<LorrowSQLiteManager> file;
 };
 
-TEST(EventStoreStartUp, ADamagedDatabaseFileIsKeptAsideAndRecordingGoesOn) {
+TEST(EventStoreStartUp, ADamagedDatabaseGivesBackItsReadableEventsAndCampaignsAndRecordingGoesOn) {
   auto& tp = test::installTestPlatform();
   const std::string path = Platform::current().files->documentsDirectory() + "/lorrowab.sqlite";
-  std::ofstream(path) << std::string(2048, 'x');
+  {
+    LorrowSQLiteManager previous("lorrowab.sqlite");  // what an earlier run left: 600 events and 2 campaigns
+    (void)previous.doQuery("CREATE TABLE IF NOT EXISTS lorrow_events (_id INTEGER PRIMARY KEY, event TEXT NOT NULL);");
+    (void)previous.doQuery("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 600) INSERT INTO "
+                           "lorrow_events (event) SELECT '{\"name\":\"e' || i || '\"}' FROM n;");
+    (void)previous.doQuery("CREATE TABLE crvn_inapp (_id INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL, inapp_msg TEXT NOT "
+                           "NULL, campaignId TEXT NOT NULL unique, event TEXT NOT NULL,startTime TEXT NOT NULL, endTime "
+                           "TEXT NOT NULL ,enable integer DEFAULT 1 , paused integer DEFAULT 0, inapp_frequency integer);");
+    (void)previous.doQuery("INSERT INTO crvn_inapp (inapp_msg, campaignId, event, startTime, endTime) VALUES "
+                           "('{}', 'c1', 'buy', 's', 'e'), ('{}', 'c2', 'buy', 's', 'e');");
+  }
+  // One page of events is scribbled over.
+  std::fstream(path, std::ios::binary | std::ios::in | std::ios::out).seekp(4096 * 4).write(std::string(512, '\xee').data(), 512);
+
   CRVDataManager& store = CRVDataManager::sharedInstance();
   store.saveEventInDB(Value{{"name", "after"}});
-  std::string events;
-  store.getEventsDataWith([&](const std::string& text, const std::vector<int64_t>&) { events = text; });
-  EXPECT_EQ(events, R"({"name":"after"})");
-  EXPECT_TRUE(tp.log->contains("CorvanaSDK-Database file unreadable (file is not a database), starting empty: " +
-                               path + " (kept as " + path + ".corrupt)"));
+  std::vector<std::string> names;
+  store.getEventsDataWith([&](const std::string& text, const std::vector<int64_t>&) {
+    for (size_t at = 0; at < text.size();) {
+      const size_t end = std::min(text.find('\n', at), text.size());
+      names.push_back(Value::parse(text.substr(at, end - at))["name"]);
+      at = end + 1;
+    }
+  });
+  ASSERT_GT(names.size(), 300u) << "every page of events but one was whole";
+  EXPECT_LT(names.size(), 600u);
+  EXPECT_EQ(Value(store.sql().getRowsForQuery("SELECT campaignId FROM crvn_inapp")).dump(),
+            R"([{"campaignId":"c1"},{"campaignId":"c2"}])");
+  EXPECT_EQ(names.back(), "after");
+  EXPECT_EQ(names.front(), "e1");
+  const auto lines = tp.log->lines();
+  ASSERT_FALSE(lines.empty());
+  EXPECT_EQ(lines.front(), "CorvanaSDK-Database file unreadable (*** in database main ***; Page 5: btreeInitPage() returns error code 11), " +
+                               std::to_string(names.size() - 1 + 2) + " rows recovered: " + path + " (kept as " + path +
+                               ".corrupt)");
 }
 
 TEST_F(EventStoreTest, StoresCompactRecordsReadsThemAsLinesWithIdsAndDeletesListedIds) {

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -25,13 +26,12 @@ TEST_F(SQLiteManagerTest, ResolvesItsFileAndReportsOnlyOpenFailures) {
   EXPECT_TRUE(fs::exists(documents / "bare.sqlite"));
 
   const std::string elsewhere = (fs::path(tp->dir.path()) / "elsewhere.sqlite").string();
-  std::ofstream(elsewhere).close();  // an empty file is an empty database
   LorrowSQLiteManager existing(elsewhere);
   existing.doQuery("CREATE TABLE t (x);");
   EXPECT_EQ(existing.getRowsForQuery("SELECT name FROM sqlite_master").size(), 1u);
   EXPECT_FALSE(fs::exists(documents / "elsewhere.sqlite"));
 
-  // A missing absolute path is appended to Documents too, where its folders do not exist.
+  // A full path is used as it stands, even where its folders do not exist.
   const std::optional<Error> error = LorrowSQLiteManager("/no/such/x.sqlite").doQuery("CREATE TABLE t (x);");
   ASSERT_TRUE(error.has_value());
   EXPECT_EQ(error->domain, "SQLite Error");
@@ -54,66 +54,101 @@ TEST_F(SQLiteManagerTest, ResolvesItsFileAndReportsOnlyOpenFailures) {
   EXPECT_EQ(bare.db(), nullptr);
 }
 
-TEST_F(SQLiteManagerTest, AnUnusableFileIsMovedAsideAndAHealthyOneStays) {
-  const fs::path dir = tp->dir.path();
-  const auto write = [](const fs::path& path, const std::string& bytes, std::ios::openmode mode) {
-    std::fstream(path, std::ios::binary | std::ios::in | std::ios::out | mode).write(bytes.data(), std::streamsize(bytes.size()));
+TEST_F(SQLiteManagerTest, ADamagedFileGivesBackItsReadableRowsAndOnlyTheSDKsOwnFileIsTouched) {
+  const fs::path documents = Platform::current().files->documentsDirectory();
+  const fs::path path = documents / "own.sqlite";
+  const auto scribble = [](const fs::path& file, std::streamoff at, const std::string& bytes) {
+    std::fstream(file, std::ios::binary | std::ios::in | std::ios::out).seekp(at).write(bytes.data(), std::streamsize(bytes.size()));
   };
-  // A name that does not exist yet would be taken as relative to Documents: every file is made first.
-  const auto fill = [&](const fs::path& path) {
-    write(path, "", std::ios::trunc);
-    LorrowSQLiteManager db(path.string());
-    (void)db.doQuery("CREATE TABLE t (x TEXT);");
-    (void)db.doQuery("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300) "
-                     "INSERT INTO t SELECT hex(zeroblob(50)) FROM n;");
+  // Two tables of 300 rows each, about ten pages apiece.
+  const auto fill = [&] {
+    std::ofstream(path, std::ios::trunc).close();
+    LorrowSQLiteManager db("own.sqlite");
+    for (const char* table : {"a", "b"}) {
+      (void)db.doQuery(std::string("CREATE TABLE ") + table + " (_id INTEGER PRIMARY KEY, x TEXT NOT NULL);");
+      (void)db.doQuery(std::string("WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 300) "
+                                   "INSERT INTO ") + table + " SELECT i, hex(zeroblob(50)) FROM n;");
+    }
   };
   struct Case {
     const char* what;
-    std::function<void(const fs::path&)> make;
-    const char* verdict;  // empty: the file is usable and stays
+    std::function<void()> damage;
+    const char* verdict;  // empty: the file is usable and stays as it is
+    int rescuedAtLeast, rescuedAtMost;
   };
   const Case cases[] = {
-      {"text, not a database",
-       [&](const fs::path& p) { write(p, std::string(4096, 'x'), std::ios::trunc); }, "file is not a database"},
-      {"a damaged page",
-       [&](const fs::path& p) {
-         fill(p);
-         std::fstream file(p, std::ios::binary | std::ios::in | std::ios::out);
-         file.seekp(4096 * 3);
-         file.write(std::string(2048, '\xff').data(), 2048);
-       },
-       "*** in database main ***; Page 4: btreeInitPage() returns error code 11"},
-      {"a healthy database with rows", fill, ""},
-      {"an empty file", [&](const fs::path& p) { write(p, "", std::ios::trunc); }, ""},
+      {"text, not a database", [&] { std::ofstream(path, std::ios::trunc) << std::string(4096, 'x'); },
+       "file is not a database", 0, 0},
+      {"one leaf page scribbled over", [&] { fill(); scribble(path, 4096 * 3, std::string(2048, '\xff')); },
+       "*** in database main ***; Page 4: btreeInitPage() returns error code 11", 500, 599},
+      {"cut in the middle", [&] { fill(); fs::resize_file(path, fs::file_size(path) / 2); }, nullptr, 1, 599},
+      {"a healthy database with rows", fill, "", 0, 0},
   };
-  int n = 0;
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    const fs::path path = dir / ("db" + std::to_string(n++) + ".sqlite");
-    c.make(path);
+    c.damage();
     tp->log->clear();
-    const auto aside = LorrowSQLiteManager(path.string()).setAsideIfUnusable();
-    if (*c.verdict == '\0') {
+    const auto aside = LorrowSQLiteManager("own.sqlite").setAsideIfUnusable();
+    if (c.verdict && *c.verdict == '\0') {
       EXPECT_FALSE(aside.has_value());
-      EXPECT_TRUE(fs::exists(path));
       EXPECT_TRUE(tp->log->lines().empty());
       continue;
     }
     ASSERT_TRUE(aside.has_value());
-    EXPECT_EQ(*aside, path.string() + ".corrupt");
-    EXPECT_FALSE(fs::exists(path));
-    EXPECT_EQ(tp->log->lines(), std::vector<std::string>{"CorvanaSDK-Database file unreadable (" +
-                                                         std::string(c.verdict) + "), starting empty: " +
-                                                         path.string() + " (kept as " + *aside + ")"});
-    // The next open starts over, and a second damaged file does not overwrite the first one kept.
-    write(path, "", std::ios::trunc);
-    LorrowSQLiteManager fresh(path.string());
-    (void)fresh.doQuery("CREATE TABLE t (x TEXT);");
-    (void)fresh.doQuery("INSERT INTO t VALUES ('new');");
-    EXPECT_EQ(fresh.getRowsForQuery("SELECT x FROM t").size(), 1u);
-    c.make(path);
-    EXPECT_EQ(LorrowSQLiteManager(path.string()).setAsideIfUnusable(), path.string() + ".corrupt.1");
+    const auto lines = tp->log->lines();
+    ASSERT_EQ(lines.size(), 1u);
+    const std::string opening = "CorvanaSDK-Database file unreadable (" + std::string(c.verdict ? c.verdict : "");
+    EXPECT_EQ(lines[0].rfind(opening, 0), 0u) << lines[0];
+    EXPECT_NE(lines[0].find(" rows recovered: " + path.string() + " (kept as " + *aside + ")"), std::string::npos);
+    // Every row that comes back is whole, and the new file is a healthy database.
+    LorrowSQLiteManager rescued("own.sqlite");
+    int rows = 0;
+    for (const char* table : {"a", "b"}) {
+      for (const Value& row : rescued.getRowsForQuery(std::string("SELECT x FROM ") + table)) {
+        EXPECT_EQ(row["x"], std::string(100, '0'));
+        ++rows;
+      }
+    }
+    EXPECT_GE(rows, c.rescuedAtLeast);
+    EXPECT_LE(rows, c.rescuedAtMost);
+    EXPECT_NE(lines[0].find(", " + std::to_string(rows) + " rows recovered"), std::string::npos) << lines[0];
+    EXPECT_EQ(rescued.getRowsForQuery("PRAGMA integrity_check").at(0)["integrity_check"], "ok");
   }
+  // A fourth damaged file: the newest three copies stay.
+  cases[0].damage();
+  ASSERT_TRUE(LorrowSQLiteManager("own.sqlite").setAsideIfUnusable().has_value());
+  std::vector<std::string> kept;
+  for (const auto& entry : fs::directory_iterator(documents)) {
+    const std::string name = entry.path().filename().string();
+    if (name.rfind("own.sqlite.corrupt", 0) == 0 && name.find('-') == std::string::npos) kept.push_back(name);
+  }
+  std::sort(kept.begin(), kept.end());
+  EXPECT_EQ(kept, (std::vector<std::string>{"own.sqlite.corrupt.1", "own.sqlite.corrupt.2", "own.sqlite.corrupt.3"}));
+
+  // A file the host names by its full path is the host's: it is used, never moved, whatever it holds.
+  const fs::path hosts = fs::path(tp->dir.path()) / "hosts.sqlite";
+  std::ofstream(hosts) << std::string(4096, 'x');
+  EXPECT_FALSE(LorrowSQLiteManager(hosts.string()).setAsideIfUnusable().has_value());
+  EXPECT_EQ(fs::file_size(hosts), 4096u);
+}
+
+TEST_F(SQLiteManagerTest, AFileOfTheSameNameInTheWorkingFolderIsNeverOpened) {
+  const fs::path cwd = fs::path(tp->dir.path()) / "cwd";
+  fs::create_directories(cwd);
+  const fs::path previous = fs::current_path();
+  fs::current_path(cwd);
+  std::ofstream("lorrowab.sqlite") << "the host's own notes";
+  const auto before = fs::last_write_time(cwd / "lorrowab.sqlite");
+  LorrowSQLiteManager sdk("lorrowab.sqlite");
+  EXPECT_FALSE(sdk.setAsideIfUnusable().has_value());
+  EXPECT_FALSE(sdk.doQuery("CREATE TABLE t (x);").has_value());
+  fs::current_path(previous);
+  EXPECT_TRUE(fs::exists(fs::path(Platform::current().files->documentsDirectory()) / "lorrowab.sqlite"));
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(cwd)) names.push_back(entry.path().filename().string());
+  EXPECT_EQ(names, std::vector<std::string>{"lorrowab.sqlite"});
+  EXPECT_EQ(fs::file_size(cwd / "lorrowab.sqlite"), 20u);
+  EXPECT_EQ(fs::last_write_time(cwd / "lorrowab.sqlite"), before);
 }
 
 TEST_F(SQLiteManagerTest, ColumnValuesAreConvertedByTheirStorageType) {

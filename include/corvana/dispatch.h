@@ -31,6 +31,8 @@ class CORVANA_EXPORT DispatchQueue {
   // so such a call runs the task at once instead.
   void sync(const Task& task);
   bool isCurrent() const;
+  // The queue whose task is running on the calling thread, or null on any other thread.
+  static DispatchQueue* current();
 
   // Blocks until the queue has no task waiting or running. Meant for hosts that shut down and for tests.
   void waitUntilIdle();
@@ -46,6 +48,7 @@ class CORVANA_EXPORT DispatchQueue {
   std::deque<Task> tasks_;
   bool running_ = false;
   bool stopping_ = false;
+  size_t ranSinceIdle_ = 0;
   std::thread worker_;
   std::thread::id workerId_;
 };

@@ -2,6 +2,7 @@
 
 #include <set>
 
+#include "corvana/dispatch.h"
 #include "util/Log.h"
 
 namespace corvana {
@@ -17,6 +18,9 @@ constexpr const char* kCreateInAppTable =
     "CREATE TABLE IF NOT EXISTS crvn_inapp (_id INTEGER PRIMARY KEY AUTOINCREMENT NOT NULL, inapp_msg TEXT NOT "
     "NULL, campaignId TEXT NOT NULL unique, event TEXT NOT NULL,startTime TEXT NOT NULL, endTime TEXT NOT NULL "
     ",enable integer DEFAULT 1 , paused integer DEFAULT 0, inapp_frequency integer);";
+
+// A group of saves commits at this size even when more are waiting, which bounds the write-ahead log.
+constexpr int kMaxGroupedSaves = 512;
 
 // Events that the row limit never drops.
 constexpr const char* kCrucialEventTypes[] = {"push", "init", "user"};
@@ -39,9 +43,44 @@ CRVDataManager::CRVDataManager()
   (void)sql_.closeDatabase();
 }
 
+bool CRVDataManager::joinGroup() {
+  if (commitQueued_ && sql_.inTransaction() && groupedSaves_ < kMaxGroupedSaves) {
+    ++groupedSaves_;
+    return true;
+  }
+  commitGroup();
+  DispatchQueue* queue = DispatchQueue::current();
+  if (!queue || !sql_.beginTransaction()) return false;
+  // The commit waits behind what was already queued, so a burst of saves pays for one sync; it is queued at once,
+  // so a group never stays open while the queue is idle.
+  const uint64_t generation = ++groupGeneration_;
+  commitQueued_ = true;
+  groupedSaves_ = 1;
+  queue->async([this, generation] {
+    std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+    if (generation == groupGeneration_) commitGroup();
+  });
+  return true;
+}
+
+void CRVDataManager::commitGroup() {
+  commitQueued_ = false;
+  groupedSaves_ = 0;
+  if (!sql_.inTransaction()) return;
+  if (commitListener_) commitListener_(false);
+  if (sql_.commitTransaction() && commitListener_) commitListener_(true);
+}
+
+void CRVDataManager::commitPendingEvents() {
+  std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  commitGroup();
+}
+
 void CRVDataManager::saveEventInDB(const Value& record) {
   std::lock_guard<std::recursive_mutex> lock(databaseLock_);
   if (record.is_null()) return;
+  const bool grouped = joinGroup();
+  if (!grouped) (void)sql_.beginTransaction();  // the insert and the limit's statements still commit once
   (void)sql_.openDatabase();
   // Compact, one line, UTF-8; text that is not valid UTF-8 is replaced rather than failing the record.
   const std::string json = record.dump(-1, ' ', false, Value::error_handler_t::replace);
@@ -49,6 +88,7 @@ void CRVDataManager::saveEventInDB(const Value& record) {
   (void)sql_.doQuery(strfmt("INSERT INTO lorrow_events (event) VALUES ('%s');", json.c_str()));
   checkEventsThreshold();
   (void)sql_.closeDatabase();
+  if (!grouped) commitGroup();
 }
 
 void CRVDataManager::getEventsDataWith(
@@ -72,6 +112,7 @@ void CRVDataManager::getEventsDataWith(
 
 void CRVDataManager::cleanUpEventsWith(const std::vector<int64_t>& ids) {
   std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  (void)sql_.beginTransaction();
   (void)sql_.openDatabase();
   std::string list;
   for (size_t i = 0; i < ids.size(); ++i) {
@@ -81,6 +122,7 @@ void CRVDataManager::cleanUpEventsWith(const std::vector<int64_t>& ids) {
   // An empty list makes the statement fail, silently: nothing is deleted.
   (void)sql_.doQuery(strfmt("DELETE FROM lorrow_events WHERE _id IN (%s);", list.c_str()));
   (void)sql_.closeDatabase();
+  commitGroup();
 }
 
 CRVDataManager::ReportedRows CRVDataManager::holdForReport(const std::vector<int64_t>& ids) {
@@ -110,9 +152,11 @@ void CRVDataManager::releaseReported(const ReportedRows& rows) {
 void CRVDataManager::cleanUpAppEvents() {
   std::lock_guard<std::recursive_mutex> lock(databaseLock_);
   for (const ReportedRows& report : reportsInFlight_) report->clear();  // their ids are free for new rows now
+  (void)sql_.beginTransaction();
   (void)sql_.openDatabase();
   (void)sql_.doQuery("delete from lorrow_events");
   (void)sql_.closeDatabase();
+  commitGroup();
 }
 
 void CRVDataManager::getAllEventsEventsData() {

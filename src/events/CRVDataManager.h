@@ -49,6 +49,13 @@ class CRVDataManager {
   // ids, both in row order. The block runs inside `databaseLock`: it must not wait for another thread that needs
   // the database.
   void getEventsDataWith(const std::function<void(const std::string& events, const std::vector<int64_t>& ids)>& block);
+  // Makes every saved event durable now. Saves made on a serial queue share one commit, queued behind the work
+  // that was waiting when the first of them was saved; a caller that must not get ahead of that commit (a setting
+  // that says an event was stored) calls this first.
+  void commitPendingEvents();
+  // Told, under databaseLock, just before a commit (false) and once it returned durable (true): every write of
+  // this class commits through here. For tests and diagnostics that need to know what a power cut may take.
+  void setCommitListener(std::function<void(bool durable)> listener) { commitListener_ = std::move(listener); }
   // Deletes the rows with these ids (an empty list deletes nothing).
   void cleanUpEventsWith(const std::vector<int64_t>& ids);
   // The rows of one report in flight, from its snapshot to its answer. Row ids are reused once the newest rows
@@ -120,6 +127,17 @@ class CRVDataManager {
   std::recursive_mutex databaseLock_;
   DateFormatter dateFormatter_;
   std::vector<ReportedRows> reportsInFlight_;  // under databaseLock_
+
+  // The group of saves sharing one commit (all under databaseLock_). Answers whether the caller's save joined a
+  // group whose commit is queued; otherwise the caller commits at the end of its own save.
+  bool joinGroup();
+  // Commits whatever is pending; every write other than a save ends with it, so a deletion or a campaign is
+  // durable when its call returns.
+  void commitGroup();
+  std::function<void(bool)> commitListener_;
+  bool commitQueued_ = false;
+  uint64_t groupGeneration_ = 0;
+  int groupedSaves_ = 0;
 };
 
 }  // namespace corvana

@@ -46,6 +46,9 @@ void CRVEventLogger::saveEvent(const Value& record) {
   // The first event after an installation changed is preceded by one record of the device's state.
   if (!CRVUtil::getBoolForKey(kKeyInitReport)) {
     reportClientInfo();
+    // The flag must never be durable while the device record is not: after a power cut in between, the record
+    // would never be sent.
+    CRVDataManager::sharedInstance().commitPendingEvents();
     CRVUtil::setBoolForKey(true, kKeyInitReport);
   }
   CRVDataManager::sharedInstance().saveEventInDB(record);

@@ -46,6 +46,8 @@ std::optional<std::string> stringColumn(const Value& row, const char* column) {
 void CRVDataManager::saveCampaign(const std::shared_ptr<CRVInAppMessage>& campaign) {
   if (!campaign) return;
   std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  // The campaigns of one sync are saved one after another on the in-app queue: they share a commit as events do.
+  const bool grouped = joinGroup();
   (void)sql_.openDatabase();
   // A campaign that cannot be written as JSON is stored with the text "(null)", as the statement reads it.
   const std::string json = campaign->getJsonData().value_or(kNullDescription);
@@ -60,6 +62,7 @@ void CRVDataManager::saveCampaign(const std::shared_ptr<CRVInAppMessage>& campai
     CRVTrace(kSaveCampaignMethod, 65, strfmt("Saved CampaignId : %s successfully", campaign->getCampaignId().c_str()));
   }
   (void)sql_.closeDatabase();
+  if (!grouped) commitGroup();
 }
 
 std::shared_ptr<CRVInAppMessage> CRVDataManager::getCampaign(const std::optional<std::string>& eventName) {
@@ -95,9 +98,11 @@ void CRVDataManager::updateResource(const CRVResource* resource) {
   } else {
     return;
   }
+  (void)sql_.beginTransaction();
   (void)sql_.openDatabase();
   (void)sql_.doQuery(sql);
   (void)sql_.closeDatabase();
+  commitGroup();
 }
 
 void CRVDataManager::clearCampaigns(const std::vector<std::string>& campaignIds) {
@@ -113,9 +118,11 @@ void CRVDataManager::clearCampaign(const CRVResource* resource) {
   if (!resource) return;
   std::lock_guard<std::recursive_mutex> lock(databaseLock_);
   const std::string id = resource->campaignId().value_or(kNullDescription);
+  (void)sql_.beginTransaction();
   (void)sql_.openDatabase();
   (void)sql_.doQuery(strfmt(kDeleteCampaign, id.c_str()));
   (void)sql_.closeDatabase();
+  commitGroup();
   CRVIOManager::sharedInstance().clearFile(*resource);
   CRVInAppHandler::sharedInstance().removeTriggerCampaign(id);
 }

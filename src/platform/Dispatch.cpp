@@ -1,5 +1,7 @@
 #include "corvana/dispatch.h"
 
+#include <malloc.h>
+
 #include <exception>
 #include <utility>
 
@@ -12,6 +14,9 @@ namespace {
 // The queue whose worker is the current thread, if any: answers `isCurrent` without reading another thread's
 // state.
 thread_local const void* currentQueue = nullptr;
+
+// How many tasks a queue runs between two idle moments before its drain hands freed heap back to the system.
+constexpr size_t kTrimAfterTasks = 256;
 
 // Runs `task` through `submit` and waits for it; an exception the task throws is rethrown here.
 template <typename Submit>
@@ -87,6 +92,10 @@ void DispatchQueue::sync(const Task& task) {
 
 bool DispatchQueue::isCurrent() const { return currentQueue == this; }
 
+DispatchQueue* DispatchQueue::current() {
+  return static_cast<DispatchQueue*>(const_cast<void*>(currentQueue));
+}
+
 void DispatchQueue::waitUntilIdle() {
   // From one of its own tasks the queue is never idle; waiting would never end.
   if (isCurrent()) return;
@@ -114,7 +123,18 @@ void DispatchQueue::run() {
     task = nullptr;  // the task's captures go before the queue counts as idle
     lock.lock();
     running_ = false;
-    if (tasks_.empty()) idle_.notify_all();
+    ++ranSinceIdle_;
+    if (tasks_.empty()) {
+      idle_.notify_all();
+      // A burst of host calls leaves the heap holding what its queued tasks took; give it back once drained, so a
+      // host that recorded in a burst does not keep that memory for the rest of its life.
+      if (ranSinceIdle_ >= kTrimAfterTasks) {
+        lock.unlock();
+        ::malloc_trim(0);
+        lock.lock();
+      }
+      ranSinceIdle_ = 0;
+    }
   }
   currentQueue = nullptr;
 }

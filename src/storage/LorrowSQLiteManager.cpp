@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <type_traits>
 
@@ -35,28 +36,12 @@ std::string describeValue(const Value& value) {
 
 std::string textOf(const unsigned char* text) { return text ? reinterpret_cast<const char*>(text) : ""; }
 
-// How every connection writes. Each statement runs on a connection of its own, so each commit is one transaction
-// of its own, and what it waits for is paid per event:
-// - synchronous=OFF: a commit hands its pages to the kernel (write()) and does not wait for the disk. A killed
-//   process loses nothing that was committed, since the kernel writes it out; a transaction cut short by the kill
-//   leaves its rollback journal behind, and the next connection rolls it back. What it gives up is the ordering
-//   on the disk itself: after a power cut or a kernel crash, recent commits can be lost and the file can be
-//   damaged.
-// - journal_mode=TRUNCATE: the rollback journal is emptied at commit instead of deleted, so its file is not
-//   created and removed again for every event; an empty journal is known not to be hot without opening it.
-// The write-ahead log is no faster here: the last connection to close checkpoints and deletes the log, so every
-// statement would pay a checkpoint, and keeping the log between connections makes every open read it back.
+// Every commit is durable when it returns: the write-ahead log is synced at each commit (synchronous=FULL), and
+// the log's ordering keeps the file whole through a power cut. The writers group their commits to pay for the
+// sync (beginTransaction); readers never wait for a writer. A busy file is waited for a while rather than failed.
 void configureConnection(sqlite3* db) {
-  sqlite3_exec(db, "PRAGMA journal_mode=TRUNCATE; PRAGMA synchronous=OFF;", nullptr, nullptr, nullptr);
-}
-
-// The Documents folder with `name` appended as one path component (an absolute name stays below the folder).
-std::string appendingPathComponent(std::string folder, const std::string& name) {
-  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
-  size_t skip = 0;
-  while (skip < name.size() && name[skip] == '/') ++skip;
-  if (folder != "/") folder += '/';
-  return folder + name.substr(skip);
+  sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;", nullptr, nullptr, nullptr);
+  sqlite3_busy_timeout(db, 5000);
 }
 
 std::string lastPathComponent(const std::string& path) {
@@ -67,18 +52,29 @@ std::string lastPathComponent(const std::string& path) {
   return trimmed.substr(slash + 1);
 }
 
+// The file's identity, so that a file replaced or removed behind the held connection is opened anew.
+std::pair<unsigned long, unsigned long> identityOf(const std::string& path) {
+  struct stat info {};
+  if (::stat(path.c_str(), &info) != 0) return {0, 0};
+  return {static_cast<unsigned long>(info.st_dev), static_cast<unsigned long>(info.st_ino)};
+}
+
 }  // namespace
 
 LorrowSQLiteManager::LorrowSQLiteManager(const std::string& databaseName) : databaseName_(databaseName) {}
 
 LorrowSQLiteManager::~LorrowSQLiteManager() {
-  if (db_) sqlite3_close_v2(db_);
+  if (db_ && db_ != connection_) sqlite3_close_v2(db_);
+  closeConnection();
 }
 
 std::string LorrowSQLiteManager::getDatabasePath() const {
-  std::error_code ignored;
-  if (std::filesystem::exists(databaseName_, ignored)) return databaseName_;
-  return appendingPathComponent(Platform::current().files->documentsDirectory(), databaseName_);
+  // A full path is the host's own choice and is used as it stands. A bare name always means the SDK's file in its
+  // Documents folder, never a file of that name wherever the process happens to run.
+  if (!databaseName_.empty() && databaseName_.front() == '/') return databaseName_;
+  std::string folder = Platform::current().files->documentsDirectory();
+  while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
+  return (folder == "/" ? folder : folder + "/") + databaseName_;
 }
 
 Error LorrowSQLiteManager::createDBErrorWithDescriptionAndCode(const std::string& description, int code) {
@@ -87,72 +83,98 @@ Error LorrowSQLiteManager::createDBErrorWithDescriptionAndCode(const std::string
 
 std::string LorrowSQLiteManager::lastErrorMessage() const { return sqlite3_errmsg(db_); }
 
-std::optional<Error> LorrowSQLiteManager::openDatabase() {
+// One connection is held for the life of the manager, although every operation still opens and closes it as far
+// as its callers can tell: opening a connection reads the schema again, and that was most of the cost of every
+// stored event. Nothing a caller can observe depends on it.
+sqlite3* LorrowSQLiteManager::connection(std::string* openError) {
   const std::string path = getDatabasePath();
+  if (connection_ && connectionPath_ == path && identityOf(path) == connectionIdentity_) return connection_;
+  closeConnection();
   std::error_code ignored;
   const bool existed = std::filesystem::exists(path, ignored);
-  // A connection still open here would be lost by the assignment below.
-  if (db_) sqlite3_close_v2(db_);
-  db_ = nullptr;
-  const int result = sqlite3_open(path.c_str(), &db_);
+  sqlite3* opened = nullptr;
+  const int result =
+      sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW, nullptr);
   if (result != SQLITE_OK) {
-    return createDBErrorWithDescriptionAndCode(
-        strfmt("The database could not be opened: %s", lastErrorMessage().c_str()), kOpenErrorCode);
+    if (openError) *openError = opened ? sqlite3_errmsg(opened) : sqlite3_errstr(result);
+    sqlite3_close_v2(opened);
+    return nullptr;
   }
   // SQLite creates the file with the process's default mode; the events are the user's, so only the user reads
-  // them. Its journal files take the mode of the database file.
+  // them. Its log files take the mode of the database file.
   if (!existed) ::chmod(path.c_str(), S_IRUSR | S_IWUSR);
-  configureConnection(db_);
-  return std::nullopt;
+  configureConnection(opened);
+  connection_ = opened;
+  connectionPath_ = path;
+  connectionIdentity_ = identityOf(path);
+  return connection_;
 }
 
-std::optional<std::string> LorrowSQLiteManager::setAsideIfUnusable() {
-  const std::string path = getDatabasePath();
-  std::error_code ignored;
-  if (!std::filesystem::exists(path, ignored)) return std::nullopt;
+void LorrowSQLiteManager::closeConnection() {
+  if (!connection_) return;
+  if (inTransaction()) (void)commitTransaction();
+  for (auto& [sql, statement] : queryedPreparedStmts_) sqlite3_finalize(statement);
+  queryedPreparedStmts_.clear();
+  recentlyUsed_.clear();
+  sqlite3_close_v2(connection_);
+  if (db_ == connection_) db_ = nullptr;
+  connection_ = nullptr;
+  connectionPath_.clear();
+}
 
-  // Opened on its own connection, never creating anything: this only reads the file.
-  sqlite3* check = nullptr;
-  int result = sqlite3_open_v2(path.c_str(), &check, SQLITE_OPEN_READWRITE, nullptr);
-  std::string verdict;
-  if (result == SQLITE_OK) {
-    sqlite3_stmt* statement = nullptr;
-    result = sqlite3_prepare_v2(check, "PRAGMA quick_check;", -1, &statement, nullptr);
-    if (result == SQLITE_OK) {
-      result = sqlite3_step(statement);
-      if (result == SQLITE_ROW) verdict = textOf(sqlite3_column_text(statement, 0));
-    }
-    if (verdict.empty()) verdict = sqlite3_errmsg(check);
+sqlite3_stmt* LorrowSQLiteManager::prepared(const std::string& sql, int* prepareResult) {
+  *prepareResult = SQLITE_OK;
+  sqlite3_stmt* statement = nullptr;
+  if (db_ != connection_) {  // a handle given through setDb: nothing is cached for it
+    *prepareResult = sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr);
+    return statement;
+  }
+  if (auto cached = queryedPreparedStmts_.find(sql); cached != queryedPreparedStmts_.end()) {
+    recentlyUsed_.remove(sql);
+    recentlyUsed_.push_back(sql);
+    return cached->second;
+  }
+  *prepareResult = sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr);
+  if (!statement) return nullptr;
+  queryedPreparedStmts_.emplace(sql, statement);
+  recentlyUsed_.push_back(sql);
+  if (recentlyUsed_.size() > kCachedStatements) {
+    sqlite3_finalize(queryedPreparedStmts_.at(recentlyUsed_.front()));
+    queryedPreparedStmts_.erase(recentlyUsed_.front());
+    recentlyUsed_.pop_front();
+  }
+  return statement;
+}
+
+void LorrowSQLiteManager::release(sqlite3_stmt* statement) {
+  if (!statement) return;
+  if (db_ != connection_) {
     sqlite3_finalize(statement);
+    return;
   }
-  sqlite3_close_v2(check);
-  const int primary = result & 0xff;
-  const bool damaged = primary == SQLITE_NOTADB || primary == SQLITE_CORRUPT || (result == SQLITE_ROW && verdict != "ok");
-  if (!damaged) return std::nullopt;
-  // The check's report spans lines; the log keeps one line per message.
-  for (size_t at = verdict.find('\n'); at != std::string::npos; at = verdict.find('\n', at)) verdict.replace(at, 1, "; ");
+  sqlite3_reset(statement);
+  sqlite3_clear_bindings(statement);
+}
 
-  std::string aside = path + ".corrupt";
-  for (int n = 1; std::filesystem::exists(aside, ignored); ++n) aside = path + ".corrupt." + std::to_string(n);
-  // A journal left by the damaged file would otherwise be played back into the new one.
-  for (const char* suffix : {"-journal", "-wal", "-shm"}) {
-    if (std::filesystem::exists(path + suffix, ignored)) std::rename((path + suffix).c_str(), (aside + suffix).c_str());
+std::optional<Error> LorrowSQLiteManager::openDatabase() {
+  if (db_ && db_ != connection_) sqlite3_close_v2(db_);  // a handle given through setDb would be lost
+  db_ = nullptr;
+  std::string message;
+  db_ = connection(&message);
+  freshOpen_ = true;
+  if (!db_) {
+    return createDBErrorWithDescriptionAndCode(strfmt("The database could not be opened: %s", message.c_str()),
+                                               kOpenErrorCode);
   }
-  if (std::rename(path.c_str(), aside.c_str()) != 0) {
-    CRVLog("CorvanaSDK-Database file unreadable (" + verdict + ") and could not be moved aside: " + path);
-    return std::nullopt;
-  }
-  CRVLog("CorvanaSDK-Database file unreadable (" + verdict + "), starting empty: " + path + " (kept as " + aside + ")");
-  return aside;
+  return std::nullopt;
 }
 
 std::optional<Error> LorrowSQLiteManager::closeDatabase() {
   if (!db_) return std::nullopt;
   std::optional<Error> error;
-  if (sqlite3_close(db_) != SQLITE_OK) {
+  if (db_ != connection_ && sqlite3_close(db_) != SQLITE_OK) {
     error = createDBErrorWithDescriptionAndCode(
         strfmt("The database could not be closed: %s", lastErrorMessage().c_str()), kCloseErrorCode);
-    // The connection is dropped all the same; SQLite frees it once its last statement is finalized.
     sqlite3_close_v2(db_);
   }
   db_ = nullptr;
@@ -163,13 +185,14 @@ std::optional<Error> LorrowSQLiteManager::doQuery(const std::string& sql) {
   if (!db_) {
     if (auto error = openDatabase()) return error;
   }
-  sqlite3_stmt* statement = nullptr;
-  sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr);
+  int prepareResult = SQLITE_OK;
+  sqlite3_stmt* statement = prepared(sql, &prepareResult);
   std::optional<Error> error;
   if (sqlite3_step(statement) == SQLITE_ERROR) {
     error = createDBErrorWithDescriptionAndCode(lastErrorMessage(), kStatementErrorCode);
   }
-  sqlite3_finalize(statement);
+  release(statement);
+  freshOpen_ = false;
   // The statement's error gives way to the close result: callers never see statement failures.
   error = closeDatabase();
   return error;
@@ -180,15 +203,8 @@ std::optional<Error> LorrowSQLiteManager::doQueryWithPreparedStmts(const std::st
   if (!db_) {
     if (auto error = openDatabase()) return error;
   }
-  sqlite3_stmt* statement = nullptr;
-  if (auto cached = queryedPreparedStmts_.find(sql); cached != queryedPreparedStmts_.end()) {
-    statement = cached->second;
-    sqlite3_reset(statement);
-  } else {
-    sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr);
-    queryedPreparedStmts_[sql] = statement;
-  }
-
+  int prepareResult = SQLITE_OK;
+  sqlite3_stmt* statement = prepared(sql, &prepareResult);
   int index = 1;
   for (const SQLParameter& value : values) {
     std::visit(
@@ -211,13 +227,12 @@ std::optional<Error> LorrowSQLiteManager::doQueryWithPreparedStmts(const std::st
         value);
     ++index;
   }
-
   std::optional<Error> error;
   if (sqlite3_step(statement) == SQLITE_ERROR) {
     error = createDBErrorWithDescriptionAndCode(lastErrorMessage(), kStatementErrorCode);
   }
-  sqlite3_finalize(statement);
-  queryedPreparedStmts_.erase(sql);
+  release(statement);
+  freshOpen_ = false;
   error = closeDatabase();
   return error;
 }
@@ -231,12 +246,14 @@ std::vector<Value> LorrowSQLiteManager::getRowsForQuery(const std::string& sql) 
   std::vector<Value> rows;
   rows.reserve(1);
   if (!db_) (void)openDatabase();
+  if (!db_) return rows;
 
-  sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v2(db_, sql.c_str(), -1, &statement, nullptr) == SQLITE_ERROR) {
+  int prepareResult = SQLITE_OK;
+  sqlite3_stmt* statement = prepared(sql, &prepareResult);
+  if (prepareResult == SQLITE_ERROR) {
     CRVLog(describeError(createDBErrorWithDescriptionAndCode(lastErrorMessage(), kStatementErrorCode)));
   }
-  while (sqlite3_step(statement) == SQLITE_ROW) {
+  while (statement && sqlite3_step(statement) == SQLITE_ROW) {
     const int columns = sqlite3_column_count(statement);
     Value row = Value::object();
     for (int column = 0; column < columns; ++column) {
@@ -266,15 +283,35 @@ std::vector<Value> LorrowSQLiteManager::getRowsForQuery(const std::string& sql) 
     }
     rows.push_back(std::move(row));
   }
-  sqlite3_finalize(statement);
+  release(statement);
+  freshOpen_ = false;
   (void)closeDatabase();
   return rows;
 }
 
 int64_t LorrowSQLiteManager::getLastInsertRowID() {
   if (!db_ && openDatabase()) return 0;
+  // Every statement closes the connection for its caller, so the open this call sees is a new one.
+  if (freshOpen_) return 0;
   return sqlite3_last_insert_rowid(db_);
 }
+
+bool LorrowSQLiteManager::beginTransaction() {
+  if (inTransaction()) return true;
+  std::string ignored;
+  sqlite3* connection = this->connection(&ignored);
+  return connection && sqlite3_exec(connection, "BEGIN IMMEDIATE;", nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
+bool LorrowSQLiteManager::commitTransaction() {
+  if (!inTransaction()) return true;
+  if (sqlite3_exec(connection_, "COMMIT;", nullptr, nullptr, nullptr) == SQLITE_OK) return true;
+  // A group that cannot be made durable is given up, so that the next write does not join it.
+  if (inTransaction()) sqlite3_exec(connection_, "ROLLBACK;", nullptr, nullptr, nullptr);
+  return false;
+}
+
+bool LorrowSQLiteManager::inTransaction() const { return connection_ && sqlite3_get_autocommit(connection_) == 0; }
 
 std::string LorrowSQLiteManager::getDatabaseDump() {
   std::string dump;

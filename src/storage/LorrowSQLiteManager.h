@@ -1,10 +1,12 @@
 #pragma once
 
-// A thin wrapper over one SQLite database file, and the only code that talks to SQLite. The connection is opened
-// on demand and closed again after every statement or query: no connection is held between calls. The class has
-// no lock of its own; its owners (the event and campaign stores) serialise every use under their database lock.
+// A thin wrapper over one SQLite database file, and the only code that talks to SQLite. To its callers the
+// connection opens on demand and closes after every statement or query (`db()` is null again), and every failure
+// is a value or a log line, never an exception. The class has no lock of its own; its owners (the event and
+// campaign stores) serialise every use under their database lock.
 
 #include <cstdint>
+#include <list>
 #include <map>
 #include <optional>
 #include <string>
@@ -33,10 +35,9 @@ class LorrowSQLiteManager {
   static constexpr int kStatementErrorCode = 3;
   static constexpr int kCloseErrorCode = 4;
 
-  // `initWithDatabaseNamed:`. `databaseName` is a bare file name (the file lives in the Documents folder) or the
-  // path of an existing file. Opens nothing.
+  // `initWithDatabaseNamed:`. `databaseName` is a bare file name, kept in the Documents folder, or a full path,
+  // used as it stands. Opens nothing.
   explicit LorrowSQLiteManager(const std::string& databaseName);
-  // Closes a connection left open by `openDatabase` or `getLastInsertRowID`.
   ~LorrowSQLiteManager();
   LorrowSQLiteManager(const LorrowSQLiteManager&) = delete;
   LorrowSQLiteManager& operator=(const LorrowSQLiteManager&) = delete;
@@ -45,12 +46,14 @@ class LorrowSQLiteManager {
   sqlite3* db() const { return db_; }
   void setDb(sqlite3* db) { db_ = db; }
   const std::string& databaseName() const { return databaseName_; }
+  // The file this manager works on.
+  std::string databasePath() const { return getDatabasePath(); }
 
-  // Checks an existing file before the first use: when it is not a database, or SQLite finds it damaged, the
-  // file (and any journal of it) is moved aside to "<file>.corrupt" (".corrupt.1", ... when taken) and one log
-  // line says so, so that the next open starts a new, empty database instead of failing every statement for
-  // good. A file that is only busy or unreadable for another reason stays where it is. Answers the new path of
-  // the moved file.
+  // Checks an existing file before the first use: when it is not a database, or SQLite finds it damaged, every
+  // row SQLite can still read is copied into a new file that takes its place, and the damaged file (with any
+  // journal of it) is kept as "<file>.corrupt" (".corrupt.1", ... when taken; only the newest three are kept).
+  // One log line says so. A file that is only busy or unreadable for another reason stays where it is. Answers the
+  // path the damaged file was kept under.
   std::optional<std::string> setAsideIfUnusable();
   // Opens the file (created with mode 0600 when missing). Error code 1 on failure; the handle is kept even then.
   std::optional<Error> openDatabase();
@@ -75,17 +78,36 @@ class LorrowSQLiteManager {
   // The whole database as SQL text, for inspection.
   std::string getDatabaseDump();
 
+  // Writes grouped into one transaction, committed (and synced) together. Statements run between the two calls
+  // join the group; reads see its rows. `commitTransaction` answers false when the group could not be made
+  // durable (it is rolled back then). Neither is seen by a caller that does not use them.
+  bool beginTransaction();
+  bool commitTransaction();
+  bool inTransaction() const;
+
  private:
   std::string getDatabasePath() const;
   static Error createDBErrorWithDescriptionAndCode(const std::string& description, int code);
   std::string lastErrorMessage() const;
+  // The held connection for the current path, opened when needed; null when the file cannot be opened (then
+  // `openError` holds SQLite's message).
+  sqlite3* connection(std::string* openError);
+  void closeConnection();
+  // A statement of the held connection for this text, reset and unbound; null when it cannot be prepared.
+  sqlite3_stmt* prepared(const std::string& sql, int* prepareResult);
+  void release(sqlite3_stmt* statement);
 
-  sqlite3* db_ = nullptr;
+  sqlite3* db_ = nullptr;  // what callers see: the held connection while "open", null while "closed"
   std::string databaseName_;
-  // Statements of `doQueryWithPreparedStmts` by SQL text. A statement belongs to the connection that prepared it
-  // and every call closes its connection, so an entry lives only during its call: it is finalized and removed
-  // before the connection closes, and no finalized handle is ever kept for a later call to reset.
+  sqlite3* connection_ = nullptr;
+  std::string connectionPath_;
+  std::pair<unsigned long, unsigned long> connectionIdentity_{0, 0};
+  bool freshOpen_ = false;  // nothing ran since the last open: a new connection would report no insert
+  // Prepared statements of the held connection by SQL text, the most recently used last. Texts that carry their
+  // values (every event insert) come once; the bound keeps those from piling up.
   std::map<std::string, sqlite3_stmt*> queryedPreparedStmts_;
+  std::list<std::string> recentlyUsed_;
+  static constexpr size_t kCachedStatements = 32;
 };
 
 }  // namespace corvana
