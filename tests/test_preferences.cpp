@@ -1,9 +1,17 @@
 #include <gtest/gtest.h>
 
+#include <sys/inotify.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <barrier>
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -20,7 +28,57 @@ namespace fs = std::filesystem;
 using test::CapturedLog;
 using test::TempDir;
 
+using Values = std::map<std::string, PreferenceValue>;
+
 std::string readAll(const std::string& path) { return posix::readFile(path).value_or(""); }
+
+// What the file holds now (nothing when it is missing or not a whole preferences file).
+std::optional<Values> inFile(const std::string& path) { return LinuxPreferences::decode(readAll(path)); }
+
+// Polls until the condition holds, for at most ten seconds (a bound for a loaded machine, not a timing claim).
+template <typename Condition>
+bool eventually(Condition condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+// Counts the atomic writes of a file: each starts with a temporary file of a fresh name beside it. (Renames onto
+// the file are no measure: the kernel merges identical events that follow one another.)
+class WriteCounter {
+ public:
+  explicit WriteCounter(const std::string& path)
+      : fd_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), prefix_(fs::path(path).filename().string() + ".tmp-") {
+    if (fd_ >= 0) ::inotify_add_watch(fd_, posix::parentDirectory(path).c_str(), IN_CREATE);
+  }
+  ~WriteCounter() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  WriteCounter(const WriteCounter&) = delete;
+  WriteCounter& operator=(const WriteCounter&) = delete;
+  bool watching() const { return fd_ >= 0; }
+
+  // The writes since the last call.
+  int take() {
+    int writes = 0;
+    alignas(inotify_event) char buffer[64 * 1024];
+    for (ssize_t got; (got = ::read(fd_, buffer, sizeof buffer)) > 0;) {
+      for (ssize_t at = 0; at < got;) {
+        const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+        if (event->len > 0 && std::string(event->name).rfind(prefix_, 0) == 0) ++writes;
+        at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+      }
+    }
+    return writes;
+  }
+
+ private:
+  int fd_;
+  std::string prefix_;
+};
 
 // The preferences a host gets from the default Linux platform, kept in its data folder: opening it again in the
 // same folder sees what was stored before.
@@ -81,42 +139,182 @@ TEST(LinuxPreferences, AFileIsReadInItsFormatOrMovedAsideWhenUnreadable) {
     EXPECT_FALSE(store.objectForKey("a").has_value());
     EXPECT_EQ(readAll(path + ".corrupt"), text);
     store.setObjectForKey(int64_t{3}, "b");
+    EXPECT_TRUE(store.synchronize());
     EXPECT_TRUE(LinuxPreferences(path, log).objectForKey("b") == PreferenceValue(int64_t{3}));
     EXPECT_EQ(log->lines().size(), 1u);
   }
 }
 
-TEST(LinuxPreferences, ReadersAlwaysSeeAWholeFileAndNoTemporaryFileStays) {
+// A burst of changes without synchronize: each is read back at once, and the writer puts the latest of them in
+// the file by itself, in a few writes rather than one per change.
+TEST(LinuxPreferences, ChangesAreReadAtOnceAndReachTheFileBehindInFewWrites) {
   TempDir dir;
-  std::string path = dir.path() + "/prefs.json";
+  const std::string path = dir.path() + "/prefs.json";
+  WriteCounter counter(path);
+  ASSERT_TRUE(counter.watching());
+  LinuxPreferences store(path, nullptr);
+  store.setObjectForKey(std::string("gone"), "removed");
+
+  constexpr int kSets = 1000;
+  for (int64_t i = 0; i < kSets; ++i) {
+    store.setObjectForKey(i, "counter");
+    ASSERT_TRUE(store.objectForKey("counter") == PreferenceValue(i)) << i;
+  }
+  store.removeObjectForKey("removed");
+  EXPECT_FALSE(store.objectForKey("removed"));
+
+  const Values latest = {{"counter", int64_t{kSets - 1}}};
+  EXPECT_TRUE(eventually([&] { return inFile(path) == latest; }));
+  const int writes = counter.take();
+  test::writeFigures("preferences_write_behind.json", {{"sets", kSets + 2}, {"writes", writes}});
+  EXPECT_GE(writes, 1);
+  EXPECT_LE(writes, kSets / 10);
+}
+
+// However the store's user ends its work, the file holds the latest values the moment it has: synchronize
+// writes what the writer has not yet, the destructor flushes, and a process that exits flushes the stores it
+// destroys at exit or never destroys. Each case ends right after its changes, before the writer would have
+// written them.
+TEST(LinuxPreferences, SynchronizeDestructionAndExitLeaveTheLatestValuesInTheFile) {
+  struct Case {
+    const char* name;
+    // Sets the values in a store on `path` and ends; answers the store when it must stay alive for the check.
+    std::function<std::unique_ptr<LinuxPreferences>(const std::string& path, const Values& values)> end;
+  };
+  const auto fill = [](LinuxPreferences& store, const Values& values) {
+    for (int round = 0; round < 50; ++round) store.setObjectForKey(int64_t{round}, "counter");
+    for (const auto& [key, value] : values) store.setObjectForKey(value, key);
+  };
+  const Case cases[] = {
+      {"synchronize",
+       [&](const std::string& path, const Values& values) {
+         auto store = std::make_unique<LinuxPreferences>(path, nullptr);
+         fill(*store, values);
+         EXPECT_TRUE(store->synchronize());
+         return store;
+       }},
+      {"destruction",
+       [&](const std::string& path, const Values& values) {
+         {
+           LinuxPreferences store(path, nullptr);
+           fill(store, values);
+         }
+         return std::unique_ptr<LinuxPreferences>();
+       }},
+      {"exit, store destroyed at exit",
+       [&](const std::string& path, const Values& values) {
+         EXPECT_EXIT(
+             {
+               static LinuxPreferences store(path, nullptr);
+               fill(store, values);
+               std::exit(0);
+             },
+             ::testing::ExitedWithCode(0), "");
+         return std::unique_ptr<LinuxPreferences>();
+       }},
+      {"exit, store never destroyed",
+       [&](const std::string& path, const Values& values) {
+         EXPECT_EXIT(
+             {
+               static LinuxPreferences* kept = new LinuxPreferences(path, nullptr);
+               fill(*kept, values);
+               std::exit(0);
+             },
+             ::testing::ExitedWithCode(0), "");
+         return std::unique_ptr<LinuxPreferences>();
+       }},
+  };
+  const Values values = {{"counter", int64_t{49}}, {"name", std::string("latest")}, {"flag", true}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    TempDir dir;
+    const std::string path = dir.path() + "/prefs.json";
+    const auto alive = c.end(path, values);
+    EXPECT_EQ(inFile(path), values);
+  }
+}
+
+TEST(LinuxPreferences, SynchronizeReportsAFailedWriteAndWritesAgainWhatIsMissing) {
+  TempDir dir;
+  const std::string path = dir.path() + "/prefs.json";
+  LinuxPreferences store(path, nullptr);
+  // An empty store has nothing to make durable, and creates no file for it.
+  EXPECT_TRUE(store.synchronize());
+  EXPECT_FALSE(fs::exists(path));
+
+  // A folder where the file goes makes every write fail, until it is gone.
+  fs::create_directory(path);
+  store.setObjectForKey(std::string("kept"), "a");
+  EXPECT_FALSE(store.synchronize());
+  EXPECT_FALSE(store.synchronize());
+  fs::remove(path);
+  EXPECT_TRUE(store.synchronize());
+  EXPECT_EQ(inFile(path), (Values{{"a", std::string("kept")}}));
+
+  // A file removed behind the store's back is written again, though nothing changed since it was written.
+  fs::remove(path);
+  EXPECT_TRUE(store.synchronize());
+  EXPECT_EQ(inFile(path), (Values{{"a", std::string("kept")}}));
+}
+
+// Threads that set, remove and synchronize at once, round after round, with a reader of the file beside them:
+// the reader never sees a torn file, and when every thread has synchronized its round the file equals the memory
+// (a write that finished after a newer one would leave an older file behind).
+TEST(LinuxPreferences, ConcurrentSettersAndSynchronizersLeaveTheFileEqualToMemory) {
+  TempDir dir;
+  const std::string path = dir.path() + "/prefs.json";
   LinuxPreferences store(path, nullptr);
   store.setObjectForKey(std::string(4096, 'x'), "bulk");
+  constexpr int kThreads = 4, kRounds = 60;
+  const auto keys = [] {
+    std::vector<std::string> keys = {"bulk", "shared"};
+    for (int t = 0; t < kThreads; ++t) keys.push_back("counter " + std::to_string(t));
+    return keys;
+  }();
 
-  std::atomic<bool> writing{true};
+  std::atomic<bool> reading{true};
   std::atomic<int> torn{0};
   std::thread reader([&] {
-    while (writing) {
-      if (!LinuxPreferences::decode(readAll(path))) ++torn;
+    while (reading) {
+      if (fs::exists(path) && !inFile(path)) ++torn;
     }
   });
-  std::vector<std::thread> writers;
-  for (int w = 0; w < 4; ++w) {
-    writers.emplace_back([&, w] {
-      for (int64_t i = 0; i < 100; ++i) store.setObjectForKey(i, "counter " + std::to_string(w));
+  std::atomic<int> failedSyncs{0}, staleRounds{0};
+  // Runs between rounds, while every thread waits.
+  const auto compare = [&]() noexcept {
+    Values memory;
+    for (const std::string& key : keys) {
+      if (auto value = store.objectForKey(key)) memory.emplace(key, *value);
+    }
+    if (inFile(path) != memory) ++staleRounds;
+  };
+  std::barrier roundEnd(kThreads, compare);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      const std::string mine = "counter " + std::to_string(t);
+      for (int64_t round = 0; round < kRounds; ++round) {
+        store.setObjectForKey(round, mine);
+        if (round % kThreads == t) store.removeObjectForKey("shared");
+        if (round % 3 == t % 3) store.setObjectForKey(mine, "shared");
+        if (!store.synchronize()) ++failedSyncs;
+        roundEnd.arrive_and_wait();
+      }
     });
   }
-  for (auto& writer : writers) writer.join();
-  writing = false;
+  for (auto& thread : threads) thread.join();
+  reading = false;
   reader.join();
 
   EXPECT_EQ(torn.load(), 0);
+  EXPECT_EQ(failedSyncs.load(), 0);
+  EXPECT_EQ(staleRounds.load(), 0);
+  for (int t = 0; t < kThreads; ++t) {
+    EXPECT_TRUE(store.objectForKey("counter " + std::to_string(t)) == PreferenceValue(int64_t{kRounds - 1}));
+  }
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(dir.path())) names.push_back(entry.path().filename().string());
   EXPECT_EQ(names, std::vector<std::string>{"prefs.json"});
-  LinuxPreferences reloaded(path, nullptr);
-  for (int w = 0; w < 4; ++w) {
-    EXPECT_TRUE(reloaded.objectForKey("counter " + std::to_string(w)) == PreferenceValue(int64_t{99}));
-  }
 }
 
 }  // namespace

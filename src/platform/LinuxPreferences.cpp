@@ -1,10 +1,14 @@
 #include "platform/LinuxPreferences.h"
 #include "util/Base64.h"
 
+#include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <limits>
+#include <set>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include <unistd.h>
@@ -18,6 +22,52 @@ namespace corvana {
 namespace {
 
 using Json = nlohmann::json;
+
+// How long the writer lets a burst of changes run on before it writes them all at once: settings tend to change
+// several at a time, and a file rewritten per change costs a whole encode and rename each.
+constexpr auto kWriteBehindDelay = std::chrono::milliseconds(30);
+
+// The stores alive, for the flush at exit: the installed platform's store is never destroyed, and a process that
+// ends normally must still keep the changes it made in its last moments.
+struct LiveStores {
+  std::mutex mutex;
+  std::set<LinuxPreferences*> stores;
+};
+
+LiveStores& liveStores() {
+  static LiveStores* live = new LiveStores();  // never destroyed: stores come and go until the very end of exit
+  return *live;
+}
+
+// Releases a held lock for a scope, so that the file is written without blocking readers and setters.
+class ScopedUnlock {
+ public:
+  explicit ScopedUnlock(std::unique_lock<std::mutex>& lock) : lock_(lock) { lock_.unlock(); }
+  ~ScopedUnlock() { lock_.lock(); }
+  ScopedUnlock(const ScopedUnlock&) = delete;
+  ScopedUnlock& operator=(const ScopedUnlock&) = delete;
+
+ private:
+  std::unique_lock<std::mutex>& lock_;
+};
+
+struct FileOutcome {
+  bool wrote = false;
+  bool synced = false;
+};
+
+// Writes the snapshot when there is one, then syncs when asked. Nothing escapes: the caller has marked the file
+// busy and must get to clear the mark, so a failure to encode (out of memory) counts as a failed write.
+FileOutcome writeOut(const std::string& path, const std::map<std::string, PreferenceValue>* snapshot,
+                     bool durable) noexcept {
+  FileOutcome outcome;
+  try {
+    outcome.wrote = !snapshot || posix::writeFileAtomically(path, LinuxPreferences::encode(*snapshot), 0600);
+    outcome.synced = outcome.wrote && durable && posix::syncFile(path);
+  } catch (...) {
+  }
+  return outcome;
+}
 
 
 // JSON has no infinities or NaN; those few doubles are written as text.
@@ -92,6 +142,42 @@ LinuxPreferences::LinuxPreferences(std::string path, std::shared_ptr<LogSink> lo
     : path_(std::move(path)), log_(std::move(log)) {
   posix::makeDirectories(posix::parentDirectory(path_), 0700);
   load();
+  // Registered before the first store is complete, so the flush at exit runs after the destructors of stores with
+  // static storage (they leave the set themselves) and finds only the stores nobody destroys.
+  static std::once_flag registered;
+  std::call_once(registered, [] { std::atexit(&LinuxPreferences::closeLiveStores); });
+  LiveStores& live = liveStores();
+  std::lock_guard<std::mutex> lock(live.mutex);
+  live.stores.insert(this);
+}
+
+LinuxPreferences::~LinuxPreferences() {
+  {
+    // Waits for an exit flush that may be closing this store right now.
+    LiveStores& live = liveStores();
+    std::lock_guard<std::mutex> lock(live.mutex);
+    live.stores.erase(this);
+  }
+  close();
+}
+
+void LinuxPreferences::closeLiveStores() {
+  LiveStores& live = liveStores();
+  std::lock_guard<std::mutex> lock(live.mutex);
+  for (LinuxPreferences* store : live.stores) store->close();
+}
+
+void LinuxPreferences::close() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    closed_ = true;
+  }
+  changed_.notify_all();
+  closing_.notify_all();
+  // Only the exit flush and then the destructor get here, never at once (the set's mutex orders them), and no
+  // change starts a writer once the store is closed: `writer_` is nobody else's now.
+  if (writer_.joinable()) writer_.join();
+  synchronize();
 }
 
 void LinuxPreferences::load() {
@@ -108,9 +194,63 @@ void LinuxPreferences::load() {
   std::rename(path_.c_str(), (path_ + ".corrupt").c_str());
 }
 
-bool LinuxPreferences::writeLocked() {
-  lastWriteFailed_ = !posix::writeFileAtomically(path_, encode(values_), 0600);
-  return !lastWriteFailed_;
+void LinuxPreferences::changedLocked(std::unique_lock<std::mutex>& lock) {
+  ++version_;
+  if (!closed_ && !writer_.joinable()) {
+    try {
+      writer_ = std::thread([this] { writeBehind(); });
+    } catch (const std::system_error&) {
+      // No thread to write behind (the process is out of threads): the change is written now, as it comes.
+    }
+  }
+  if (closed_ || !writer_.joinable()) {
+    flushLocked(lock, /*durable=*/false);
+    return;
+  }
+  changed_.notify_one();
+}
+
+void LinuxPreferences::writeBehind() {
+  std::unique_lock<std::mutex> lock(mutex_);
+  uint64_t handled = written_;
+  for (;;) {
+    changed_.wait(lock, [&] { return closed_ || version_ > handled; });
+    if (closed_) return;  // close() writes what is left, and syncs it
+    closing_.wait_for(lock, kWriteBehindDelay, [&] { return closed_; });
+    if (closed_) return;
+    // A failed write is not tried again until the next change or synchronize, rather than in a loop.
+    handled = version_;
+    flushLocked(lock, /*durable=*/false);
+  }
+}
+
+bool LinuxPreferences::flushLocked(std::unique_lock<std::mutex>& lock, bool durable) {
+  const uint64_t wanted = version_;
+  // One thread at a time works on the file, so a write never replaces a newer one; and the one before may well
+  // have done all this caller needs.
+  idle_.wait(lock, [&] { return !busy_; });
+  if (durable && ::access(path_.c_str(), F_OK) != 0) {
+    // Nothing stored means nothing to make durable; a file removed behind the store's back is written again.
+    if (values_.empty()) return true;
+    written_ = synced_ = 0;
+  }
+  if ((durable ? synced_ : written_) >= wanted) return true;
+
+  // The latest values, not just the wanted ones: they cost the same one write.
+  std::optional<std::map<std::string, PreferenceValue>> snapshot;
+  if (written_ < version_) snapshot = values_;
+  const uint64_t fileVersion = snapshot ? version_ : written_;
+  busy_ = true;
+  FileOutcome outcome;
+  {
+    ScopedUnlock unlocked(lock);
+    outcome = writeOut(path_, snapshot ? &*snapshot : nullptr, durable);
+  }
+  busy_ = false;
+  idle_.notify_all();
+  if (outcome.wrote) written_ = fileVersion;
+  if (outcome.synced) synced_ = fileVersion;
+  return durable ? outcome.synced : outcome.wrote;
 }
 
 std::optional<PreferenceValue> LinuxPreferences::objectForKey(const std::string& key) {
@@ -121,26 +261,20 @@ std::optional<PreferenceValue> LinuxPreferences::objectForKey(const std::string&
 }
 
 void LinuxPreferences::setObjectForKey(const PreferenceValue& value, const std::string& key) {
-  std::lock_guard<std::mutex> lock(mutex_);
+  std::unique_lock<std::mutex> lock(mutex_);
   values_.insert_or_assign(key, value);
-  writeLocked();
+  changedLocked(lock);
 }
 
 void LinuxPreferences::removeObjectForKey(const std::string& key) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (values_.erase(key) == 0 && !lastWriteFailed_) return;
-  writeLocked();
+  std::unique_lock<std::mutex> lock(mutex_);
+  if (values_.erase(key) == 0) return;
+  changedLocked(lock);
 }
 
 bool LinuxPreferences::synchronize() {
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (lastWriteFailed_ && !writeLocked()) return false;
-  if (::access(path_.c_str(), F_OK) != 0) {
-    // Nothing was ever stored, so there is nothing to make durable; a file removed behind our back is rewritten.
-    if (values_.empty()) return true;
-    if (!writeLocked()) return false;
-  }
-  return posix::syncFile(path_);
+  std::unique_lock<std::mutex> lock(mutex_);
+  return flushLocked(lock, /*durable=*/true);
 }
 
 }  // namespace corvana
