@@ -65,7 +65,7 @@ class PowerCutVfs {
   // xSync calls that reached the disk since the VFS was made.
   std::size_t syncCount() const;
 
-  struct State;
+  struct State;  // defined with the VFS's callbacks, which reach it through sqlite3_vfs::pAppData
 
  private:
   std::unique_ptr<State> state_;
