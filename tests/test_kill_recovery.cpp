@@ -3,7 +3,7 @@
 // kill the database must pass SQLite's integrity check and the preferences and secure-store files must load; a
 // last run drains the store. Every action whose row was ever committed must then have reached the service: twice
 // is allowed (a kill between the service's answer and the delete, or two reports of one run overlapping), never
-// zero times. An action counts as stored when the host saw the serial queue pass it, when its row was in the
+// zero times. An action counts as stored when the host saw the serial queue pass it and the commit of its save return, when its row was in the
 // database after a kill, or when it arrived; actions still waiting on the serial queue when the process died were
 // never stored, and are counted apart.
 //

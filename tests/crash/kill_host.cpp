@@ -18,6 +18,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <random>
 #include <string>
 #include <thread>
@@ -39,6 +40,10 @@ void emit(const std::string& line) {
   if (::write(STDOUT_FILENO, text.data(), text.size()) < 0) std::perror("kill_host: write");
 }
 
+// Actions the serial queue has passed whose save may still wait for its group's commit.
+std::mutex passedMutex;
+std::vector<std::string> passed;
+
 class ShortLog : public corvana::LogSink {
  public:
   void write(const std::string& line) override { std::fprintf(stderr, "%.160s\n", line.c_str()); }
@@ -55,7 +60,11 @@ void record(corvana::Corvana& sdk, const std::string& round, int thread, std::at
     if (seq % 10 == 3) sdk.startSession("s" + std::to_string(thread));
     sdk.reportActionWithMetaData(name, details);
     emit("R " + name);
-    sdk.serialQueue()->async([name] { emit("S " + name); });
+    // Stored once the serial queue passed the action and the commit of its save returned.
+    sdk.serialQueue()->async([name] {
+      std::lock_guard<std::mutex> lock(passedMutex);
+      passed.push_back(name);
+    });
     if (seq % 10 == 7) sdk.endSession("s" + std::to_string(thread));
     if (seq % 40 == 20) {
       auto lead = std::make_shared<corvana::CorvanaLead>();
@@ -96,6 +105,12 @@ int main(int argc, char** argv) {
   auto& mainQueue = *corvana::Platform::current().mainQueue;
 
   auto& sdk = corvana::Corvana::sharedInstance();
+  corvana::CRVDataManager::sharedInstance().setCommitListener([](bool durable) {
+    if (!durable) return;
+    std::lock_guard<std::mutex> lock(passedMutex);
+    for (const std::string& name : passed) emit("S " + name);
+    passed.clear();
+  });
   sdk.initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions("acme", "s3cret", "native", nullptr);
   const std::string round = argv[5];
 
