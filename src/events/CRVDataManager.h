@@ -123,7 +123,7 @@ class CRVDataManager {
 
   LorrowSQLiteManager sql_;
   std::atomic<bool> isQuerying_{false};
-  // Lock order: the event logger's monitor first, then databaseLock (the report path takes both in that order).
+  // Lock order: docs/LOCKING.md.
   std::recursive_mutex databaseLock_;
   DateFormatter dateFormatter_;
   std::vector<ReportedRows> reportsInFlight_;  // under databaseLock_

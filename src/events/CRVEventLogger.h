@@ -14,8 +14,7 @@ class CRVSecuritySignature;
 
 // Builds every analytics event of the SDK, offers it to the in-app trigger and stores it; keeps the open
 // sessions. One re-entrant monitor serialises the builders, the sessions and the reporter, so every record is
-// stored whole and in the order `saveEvent` was entered. Lock order: this monitor, then the data manager's
-// databaseLock.
+// stored whole and in the order `saveEvent` was entered (lock order: docs/LOCKING.md).
 class CRVEventLogger {
  public:
   static CRVEventLogger& sharedInstance();

@@ -6,8 +6,7 @@
 // event, at each app session start and after each tap that disables a campaign; a sync's new campaigns become
 // triggerable at the next refill.
 //
-// Lock order: the handler's monitor, then the data manager's databaseLock; the table has a lock of its own that
-// is never held while calling out.
+// The table has a lock of its own that is never held while calling out (lock order: docs/LOCKING.md).
 
 #include <atomic>
 #include <map>
