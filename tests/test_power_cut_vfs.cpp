@@ -2,7 +2,6 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
@@ -12,7 +11,6 @@
 #include <set>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -255,64 +253,6 @@ TEST(PowerCutVfs, ATornCutKeepsLosesOrDamagesEachUnsyncedPiece) {
     }
   }
   EXPECT_EQ(seen, (std::set<std::string>{"current length", "garbage", "new", "old", "synced length"}));
-}
-
-// Writers on their own threads and connections, as the SDK's are, while another thread cuts the power: each keeps
-// every transaction whose COMMIT returned, and the one the cut interrupted wholly or not at all.
-TEST(PowerCutVfs, ConcurrentWritersKeepEveryReturnedCommit) {
-  constexpr int kWriters = 2;
-  constexpr int kTransactions = 20;
-  ScratchDir dir;
-  PowerCutVfs vfs;
-  vfs.install(true);
-  const std::string path = dir.file("shared.db");
-  {
-    Connection db(path);
-    ASSERT_EQ(db.rows("PRAGMA journal_mode = wal"), std::vector<std::string>{"wal"});
-    ASSERT_EQ(db.exec("CREATE TABLE events (writer INTEGER, tx INTEGER, k INTEGER, payload TEXT);"), SQLITE_OK);
-  }
-
-  std::atomic<int> commits{0};
-  std::atomic<int> running{kWriters};
-  std::vector<int> committed(kWriters, 0);
-  std::vector<int> attempted(kWriters, 0);
-  std::vector<std::unique_ptr<Connection>> connections;
-  std::vector<std::thread> writers;
-  for (int w = 0; w < kWriters; ++w) connections.push_back(std::make_unique<Connection>(path));
-  for (int w = 0; w < kWriters; ++w) {
-    writers.emplace_back([&, w] {
-      Connection& db = *connections[w];
-      db.exec("PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = 8;");
-      while (attempted[w] < kTransactions) {
-        const int tx = ++attempted[w];
-        const std::string sql = "BEGIN IMMEDIATE; " +
-                                fillRows("events", std::to_string(w) + ", " + std::to_string(tx)) + " COMMIT;";
-        if (db.exec(sql) != SQLITE_OK) break;
-        committed[w] = tx;
-        ++commits;
-      }
-      --running;
-    });
-  }
-  while (commits < kTransactions / 2 && running > 0) std::this_thread::yield();
-  vfs.powerCut(CutMode::Tear, 7);
-  for (std::thread& writer : writers) writer.join();
-  connections.clear();
-  vfs.rearm();
-
-  Connection after(path);
-  ASSERT_EQ(after.rows("PRAGMA integrity_check"), std::vector<std::string>{"ok"});
-  for (int w = 0; w < kWriters; ++w) {
-    SCOPED_TRACE("writer " + std::to_string(w));
-    const std::vector<std::string> groups =
-        after.rows("SELECT tx, count(*) FROM events WHERE writer = " + std::to_string(w) + " GROUP BY tx ORDER BY tx");
-    std::vector<std::string> expected;
-    for (int tx = 1; tx <= committed[w]; ++tx) expected.push_back(std::to_string(tx) + "|" + std::to_string(kRows));
-    if (groups.size() == expected.size() + 1 && committed[w] < attempted[w]) {
-      expected.push_back(std::to_string(attempted[w]) + "|" + std::to_string(kRows));
-    }
-    EXPECT_EQ(groups, expected);
-  }
 }
 
 }  // namespace
