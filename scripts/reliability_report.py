@@ -65,6 +65,13 @@ def main(folder, doc):
                   f"| events delivered more than once | {kill['duplicated']} |",
                   f"| events lost once stored | {kill['lost']} |",
                   f"| events recorded but never stored (killed while still queued) | {kill['never_stored']} |"]
+    power = load(folder, "power.json")
+    if power:
+        lines += [f"| power-cut test: rounds, the power failing inside a commit or between statements | "
+                  f"{power['rounds']} ({power['cuts']} cuts) |",
+                  f"| rows of returned commits checked after a cut | {power['durable_rows_checked']} |",
+                  f"| rounds where the commit under way at the cut was kept whole | {power['commit_under_way_kept']} |",
+                  f"| committed events lost, or confirmed deletions back | {power['lost']} |"]
     stress = load(folder, "stress.json")
     if stress:
         lines.append(f"| stress: {stress['threads']} threads, {stress['calls']} calls of {stress['operations']} "
@@ -81,7 +88,7 @@ def main(folder, doc):
         for t in fuzz["targets"]:
             lines.append(f"| {t['target']} | {t['executions']} | {t['seconds']} | {t['corpus_files']} | "
                          f"{t['crashes']} |")
-    statuses = {name: load(folder, f"{name}.status") for name in ("test", "faults", "kill")}
+    statuses = {name: load(folder, f"{name}.status") for name in ("test", "faults", "kill", "power")}
     failed = [name for name, status in statuses.items() if status not in (None, "0")]
     lines += ["", "Every stage passed." if not failed else f"Failed stages: {', '.join(failed)}.", "", END]
 
