@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <set>
 #include <stdexcept>
 
 // The tableau. Every constraint becomes a row "expression = 0" over the solver's variables (external symbols,
@@ -159,12 +160,19 @@ AddResult ConstraintSolver::addConstraint(const Expression& lhs, Relation relati
     row.constant = -row.constant;
     for (auto& term : row.terms) term.second = -term.second;
   }
-  const Symbol subject = chooseSubject(row, record);
+  Symbol subject = chooseSubject(row, record);
+  if (subject == 0) subject = feasibleSubject(row);
   if (subject != 0) {
     makeBasic(subject, std::move(row));
-  } else if (!addWithArtificial(row)) {
-    optimize(objective_);  // the search for a feasible solution may have left a worse (but equivalent) basis
-    return {SolverStatus::Unsatisfiable, {}};
+  } else {
+    // Only a required constraint gets here. The search for a feasible solution changes the basis, which may move
+    // values among equally good solutions, so a refusal puts back the tableau as it was.
+    auto rows = rows_;
+    auto objective = objective_;
+    if (!addWithArtificial(row)) {
+      rows_ = std::move(rows), objective_ = std::move(objective);
+      return {SolverStatus::Unsatisfiable, {}};
+    }
   }
   optimize(objective_);
   const ConstraintId id{nextConstraint_++};
@@ -191,6 +199,27 @@ ConstraintSolver::Symbol ConstraintSolver::chooseSubject(const Row& row, const R
   return 0;
 }
 
+// Failing that, an older slack or error symbol with a negative coefficient whose ratio constant / -coefficient
+// is no larger here than in any restricted row where its coefficient is negative too, so that solving for it
+// keeps every restricted symbol >= 0. It spares the search below (which would end with this very pivot) a walk
+// through the symbols of earlier constraints.
+ConstraintSolver::Symbol ConstraintSolver::feasibleSubject(const Row& row) const {
+  if (std::any_of(row.terms.begin(), row.terms.end(),
+                  [this](const auto& term) { return kinds_[term.first] == Kind::External; })) {
+    return 0;
+  }
+  for (const auto& [symbol, coefficient] : row.terms) {
+    if (!pivotable(symbol) || coefficient >= 0.0) continue;
+    const double ratio = -row.constant / coefficient;
+    const bool tightest = std::none_of(rows_.begin(), rows_.end(), [&](const auto& entry) {
+      const double other = entry.second.coefficient(symbol);
+      return kinds_[entry.first] != Kind::External && other < 0.0 && -entry.second.constant / other < ratio - kEpsilon;
+    });
+    if (tightest) return symbol;
+  }
+  return 0;
+}
+
 // Adds the row through an artificial variable equal to it: minimising that variable finds a feasible solution
 // in which the row is zero, if there is one. Then the artificial variable leaves every row.
 bool ConstraintSolver::addWithArtificial(const Row& row) {
@@ -206,10 +235,11 @@ bool ConstraintSolver::addWithArtificial(const Row& row) {
   if (basic != rows_.end()) {
     Row left = std::move(basic->second);
     rows_.erase(basic);
-    // Still basic at zero: exchanged for any slack or error symbol of its row. A row of dummies alone only says
-    // that the constraint follows from the required equalities, and is dropped.
-    const auto entering = std::find_if(left.terms.begin(), left.terms.end(),
-                                       [this](const auto& term) { return pivotable(term.first); });
+    // Still basic at zero: exchanged for a slack or error symbol of its row. (A row of dummies alone was settled
+    // by chooseSubject; should rounding leave one here, a dummy takes it, as the row still carries a constraint.)
+    auto entering = std::find_if(left.terms.begin(), left.terms.end(),
+                                 [this](const auto& term) { return pivotable(term.first); });
+    if (entering == left.terms.end()) entering = left.terms.begin();
     if (satisfied && entering != left.terms.end()) {
       const Symbol symbol = entering->first;
       left.add(artificial, -1.0);
@@ -249,9 +279,10 @@ bool ConstraintSolver::removeConstraint(ConstraintId id) {
 }
 
 // The row to exchange a parametric marker with so that every restricted symbol stays >= 0 once the marker's row
-// is dropped: the tightest restricted row in which the marker has a negative coefficient, else the tightest with
-// a positive one (the marker itself may go negative: it is about to go), else a variable's row. Restricted rows
-// come first so that they never come to depend on a parametric variable.
+// is dropped. A basic dummy's row holds dummies alone, so that it stays at zero: a dummy marker found in one is
+// exchanged there. Otherwise the tightest restricted row in which the marker has a negative coefficient, else the
+// tightest with a positive one (the marker itself may go negative: it is about to go), else a variable's row.
+// Restricted rows come before variables' rows so that they never come to depend on a parametric variable.
 ConstraintSolver::Symbol ConstraintSolver::leavingForRemoval(Symbol marker) const {
   constexpr double kNone = std::numeric_limits<double>::infinity();
   Symbol negative = 0, positive = 0, external = 0;
@@ -259,6 +290,7 @@ ConstraintSolver::Symbol ConstraintSolver::leavingForRemoval(Symbol marker) cons
   for (const auto& [basic, row] : rows_) {
     const double coefficient = row.coefficient(marker);
     if (coefficient == 0.0) continue;
+    if (kinds_[basic] == Kind::Dummy) return basic;
     if (kinds_[basic] == Kind::External) {
       if (external == 0) external = basic;
     } else if (coefficient < 0.0 && -row.constant / coefficient < negativeRatio - kEpsilon) {
@@ -319,19 +351,16 @@ void ConstraintSolver::optimize(Objective& objective) {
   }
 }
 
-// The lowest slack or error symbol whose objective coefficient is negative, comparing the levels in order.
+// The lowest slack or error symbol whose objective coefficient is negative, comparing the levels in order: a
+// symbol's sign is that of its coefficient at the first level it has one.
 ConstraintSolver::Symbol ConstraintSolver::chooseEntering(const Objective& objective) const {
-  const auto leadingCoefficient = [&objective](Symbol symbol) {
-    for (const auto& entry : objective) {
-      const double coefficient = entry.second.coefficient(symbol);
-      if (coefficient != 0.0) return coefficient;
-    }
-    return 0.0;
-  };
+  std::set<Symbol> seen;
   Symbol best = 0;
   for (const auto& entry : objective) {
     for (const auto& [symbol, coefficient] : entry.second.terms) {
-      if ((best == 0 || symbol < best) && pivotable(symbol) && leadingCoefficient(symbol) < 0.0) best = symbol;
+      if (seen.insert(symbol).second && coefficient < 0.0 && pivotable(symbol) && (best == 0 || symbol < best)) {
+        best = symbol;
+      }
     }
   }
   return best;

@@ -19,6 +19,8 @@
 //   which also keeps the simplex from cycling on degenerate layouts, where many constraints meet at one point.
 //
 // Values are doubles; coefficients smaller than 1e-8 count as zero. Everything here is used on one thread.
+// Any order of adding gives the same solution (up to ties), but required constraints first and then the others
+// strongest first is the fastest: each then has an unknown to be solved for, with little to undo.
 
 #include <compare>
 #include <cstdint>
@@ -38,7 +40,7 @@ inline constexpr double kMedium = 500.0;
 inline constexpr double kWeak = 250.0;
 }  // namespace strength
 
-// An unknown of the solver that made it. The default one belongs to no solver.
+// An unknown of the solver that made it (another solver's is not told apart). The default one belongs to none.
 struct Variable {
   uint32_t id = 0;
   friend auto operator<=>(Variable, Variable) = default;
@@ -125,6 +127,7 @@ class ConstraintSolver {
   Symbol newSymbol(Kind kind);
   bool pivotable(Symbol symbol) const { return kinds_[symbol] == Kind::Slack || kinds_[symbol] == Kind::Error; }
   Symbol chooseSubject(const Row& row, const Record& record) const;
+  Symbol feasibleSubject(const Row& row) const;
   bool addWithArtificial(const Row& row);
   void makeBasic(Symbol symbol, Row row);
   void pivot(Symbol leaving, Symbol entering);
