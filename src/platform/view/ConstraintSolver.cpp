@@ -199,15 +199,11 @@ ConstraintSolver::Symbol ConstraintSolver::chooseSubject(const Row& row, const R
   return 0;
 }
 
-// Failing that, an older slack or error symbol with a negative coefficient whose ratio constant / -coefficient
-// is no larger here than in any restricted row where its coefficient is negative too, so that solving for it
-// keeps every restricted symbol >= 0. It spares the search below (which would end with this very pivot) a walk
-// through the symbols of earlier constraints.
+// Failing that (the row has no variable), an older slack or error symbol with a negative coefficient whose ratio
+// constant / -coefficient is no larger here than in any restricted row where its coefficient is negative too, so
+// that solving for it keeps every restricted symbol >= 0. It spares the search below (which would end with this
+// very pivot) a walk through the symbols of earlier constraints.
 ConstraintSolver::Symbol ConstraintSolver::feasibleSubject(const Row& row) const {
-  if (std::any_of(row.terms.begin(), row.terms.end(),
-                  [this](const auto& term) { return kinds_[term.first] == Kind::External; })) {
-    return 0;
-  }
   for (const auto& [symbol, coefficient] : row.terms) {
     if (!pivotable(symbol) || coefficient >= 0.0) continue;
     const double ratio = -row.constant / coefficient;
