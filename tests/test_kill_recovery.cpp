@@ -47,11 +47,6 @@ namespace fs = std::filesystem;
 namespace corvana::test {
 namespace {
 
-unsigned long envNumber(const char* name, unsigned long fallback) {
-  const char* text = std::getenv(name);
-  return text && *text ? std::stoul(text) : fallback;
-}
-
 std::string readText(const fs::path& path) {
   std::ifstream in(path);
   std::stringstream text;

@@ -35,11 +35,6 @@ namespace fs = std::filesystem;
 namespace corvana::test {
 namespace {
 
-unsigned long envNumber(const char* name, unsigned long fallback) {
-  const char* text = std::getenv(name);
-  return text && *text ? std::stoul(text) : fallback;
-}
-
 // The events of the table, in row order, as one JSON array text.
 std::string tableOf(const std::vector<Value>& rows) {
   Value events = Value::array();

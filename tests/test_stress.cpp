@@ -29,11 +29,6 @@ using test::eventually;
 
 namespace {
 
-int roundsFromEnvironment(const char* name, int fallback) {
-  const char* text = std::getenv(name);
-  return text && *text ? std::atoi(text) : fallback;
-}
-
 using Stress = test::ServiceTest;
 
 TEST_F(Stress, EightHostThreadsCallEveryOperationWhileTheAppComesAndGoes) {
@@ -136,7 +131,7 @@ TEST(LockOrder, NoDeadlockWhenEveryEntryPointRunsAtOnce) {
   // The triggers compare the campaigns' dates with SQLite's clock, the real one: the SDK's clock reads the same.
   const double now = test::realNow();
   tp.clock->set(Date{now});
-  const int rounds = roundsFromEnvironment("CORVANA_LOCK_ROUNDS", 10'000);
+  const int rounds = static_cast<int>(test::envNumber("CORVANA_LOCK_ROUNDS", 10'000));
   // An installation that starts at once, without a sync; its reports fail fast, as nothing listens.
   CRVUtil::setObjectForKey(Value("2.3.1"), kKeyAppVersion);
   CRVUtil::setObjectForKey(Value("acme"), kKeyQuorvel);

@@ -25,6 +25,12 @@ namespace corvana::test {
 // 2026-11-21 12:00:00 UTC: tests start from a fixed, known instant.
 inline constexpr double kTestEpoch = 1795262400.0;
 
+// A count a long run of a test may raise through the environment (rounds, seeds), or the fallback.
+inline unsigned long envNumber(const char* name, unsigned long fallback) {
+  const char* text = std::getenv(name);
+  return text && *text ? std::stoul(text) : fallback;
+}
+
 class ManualClock : public Clock {
  public:
   Date now() override {
