@@ -46,7 +46,11 @@ class WatchingLog : public LogSink {
            "InAppMessages in sync call.";
   }
 
+  // Written each time a report is sent, whatever its answer.
+  static std::string reportSentLine() { return "reportEndpont : report/events/"; }
+
   void write(const std::string& line) override {
+    if (line == reportSentLine()) sent_.fetch_add(1);
     if (line == reportedLine()) {
       reportedAt_.store(Clock::now().time_since_epoch().count());
       reported_.fetch_add(1);
@@ -64,12 +68,14 @@ class WatchingLog : public LogSink {
   size_t count(const std::string& line) const {
     if (line == reportedLine()) return reported_.load();
     if (line == receivedCampaignsLine()) return received_.load();
+    if (line == reportSentLine()) return sent_.load();
     return 0;
   }
 
  private:
   std::atomic<size_t> reported_{0};
   std::atomic<size_t> received_{0};
+  std::atomic<size_t> sent_{0};
   std::atomic<Clock::rep> reportedAt_{0};
   std::atomic<Clock::rep> receivedAt_{0};
 };
@@ -173,6 +179,15 @@ class Installation {
   // Reports are held back while the account is in secure mode without a signature: every report the recording
   // calls ask for is refused at once, so the serial queue's work is the store itself.
   void holdReportsBack(bool hold) { CRVUtil::setBoolForKey(hold, kKeySecureMode); }
+  // The service answers every report with a 503 page and stores nothing: the SDK reads, sends and keeps its rows
+  // each time, as it does while its service is down.
+  void refuseReports(bool refuse) {
+    if (refuse) {
+      service_->setFaults({{"status", 503}, {"body", "<html>Service Unavailable</html>"}, {"paths", "^/report/"}});
+    } else {
+      service_->clearFaults();
+    }
+  }
 
   // The number of stored events, read through a connection of the benchmark's own.
   size_t storedEvents() const { return countRows(databasePath(), "SELECT COUNT(*) FROM lorrow_events"); }
@@ -189,13 +204,21 @@ class Installation {
   bool ok_ = false;
 };
 
-// An action's details as a host records them: three keys.
+// An action's details as a host records them: three keys. The SKU carries the action's number, so a stored row
+// tells which action of a burst it holds (actionNumber).
 inline std::shared_ptr<CorvanaActionMetaData> threeKeyDetails(int n) {
   auto details = std::make_shared<CorvanaActionMetaData>();
-  details->setKeyWithValue("sku", "A-" + std::to_string(n % 97));
+  details->setKeyWithValue("sku", "A-" + std::to_string(n));
   details->setKeyWithValue("price", "12.50");
   details->setKeyWithValue("screen", "checkout");
   return details;
+}
+
+// The number of the action whose record `event` is (threeKeyDetails), or -1.
+inline int actionNumber(const std::string& event) {
+  static const std::string marker = "\"sku\":\"A-";
+  const size_t at = event.find(marker);
+  return at == std::string::npos ? -1 : std::atoi(event.c_str() + at + marker.size());
 }
 
 }  // namespace corvana::bench

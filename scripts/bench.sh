@@ -29,7 +29,10 @@ run() {  # run NAME [benchmark arguments...]
   echo "bench: $name"
   "$build_dir/bench/$name" --benchmark_out="$out/$name.json" --benchmark_out_format=json "$@"
 }
-run bench_recording --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
+# Interleaved, so that the disk's fdatasync rate, the limit the store's rates are read against, is measured
+# between the store's own runs rather than before or after all of them.
+run bench_recording --benchmark_repetitions=3 --benchmark_report_aggregates_only=true \
+  --benchmark_enable_random_interleaving=true
 run bench_store
 run bench_service
 run bench_layouts
@@ -51,7 +54,7 @@ cpu = next((l.split(":", 1)[1].strip() for l in open("/proc/cpuinfo") if l.start
 json.dump({
     "cores": os.cpu_count(), "cpu": cpu, "kernel": platform.release(),
     "disk": "$disk_source ($disk_type, " + {"0": "non-rotational", "1": "rotational"}.get("$rotational", "rotation unknown") + ")",
-    "date": "$(date -u +%Y-%m-%d\ %H:%M\ UTC)",
+    "date": "$(date -u +%Y-%m-%d\ %H:%M\ UTC)", "command": "scripts/bench.sh $build_dir",
     "load_before": "$load_before", "load_after": "$load_after",
     "library_bytes": os.path.getsize("$library"),
     "stripped_bytes": os.path.getsize("$out/libcorvana.stripped.so"),

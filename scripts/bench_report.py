@@ -42,6 +42,19 @@ def verdict(ok):
     return "met" if ok else "**not met**"
 
 
+# The figures the goals were set from, measured before the store held one connection and grouped its commits.
+BEFORE = {
+    "refused": "0.43x (975/s vs 3,963/s fdatasync)",
+    "working": "1,542/s",
+    "cpu": "~1,900 µs",
+    "sync": "91 ms",
+    "memory": "33.2 / 9.6 MB",
+    "host": (0.13, 0.81),  # µs, p50 / p99 of reportActionWithMetaData
+}
+# "Unchanged" for the host thread: within this factor of before, the spread of repeated runs on this machine.
+HOST_SPREAD = 1.5
+
+
 def main():
     results, target = sys.argv[1], sys.argv[2]
     machine = load(results, "machine.json")
@@ -51,53 +64,109 @@ def main():
     layouts = load(results, "bench_layouts.json")
     memory = load(results, "memory.json")
 
-    where = (f"{machine['cores']} cores, {machine['cpu']}, {machine['disk']}; "
-             f"load {machine['load_before']} before, {machine['load_after']} after")
-    when = machine["date"]
-    rows = []
+    lines = [f"Measured {machine['date']} with `{machine.get('command', 'scripts/bench.sh')}` on {machine['cores']} "
+             f"cores, {machine['cpu']}, {machine['disk']}; kernel {machine['kernel']}; load average "
+             f"{machine['load_before']} before the run, {machine['load_after']} after. Medians: of three runs for "
+             "`bench_recording`, of 20 for the report and the sync.",
+             "", "| figure | before | now | goal | met |", "|---|---|---|---|---|"]
+    others = []
+
+    def main_row(figure, before, now, goal, met):
+        lines.append(f"| {figure} | {before} | {now} | {goal} | {verdict(met) if met is not None else '—'} |")
 
     def row(figure, value, goal, met):
-        rows.append(f"| {figure} | {value} | {goal} | {verdict(met) if met is not None else '—'} | {where} | {when} |")
+        others.append(f"| {figure} | {value} | {goal} | {verdict(met) if met is not None else '—'} |")
 
-    for call, prefix, keys in [
-        ("`reportActionWithMetaData` (3 detail keys)", "BM_HostThread_reportActionWithMetaData", [""]),
-        ("`startSession`", "BM_HostThread_startSessionEndSession", ["startSession_"]),
-        ("`endSession`", "BM_HostThread_startSessionEndSession", ["endSession_"]),
-        ("`associateLead`", "BM_HostThread_associateLead", [""]),
-    ]:
+    fsync = pick(recording, "BM_FdatasyncWrites")
+    fsync_rate = fsync["writes_per_s"] if fsync else 0
+    runs = {mode: pick(recording, f"BM_StoreRate/reports:{mode}") for mode in (0, 1, 2)}
+
+    refused, working = runs[2], runs[1]
+    if refused and fsync_rate and refused["first_rows_per_s"]:
+        rate = refused["first_rows_per_s"]
+        main_row("first 1,000 rows stored, reports refused (999: the most the table keeps while reports fail), "
+                 "as a multiple of this machine's fdatasync'd 1 KB writes/s", BEFORE["refused"],
+                 f"{rate / fsync_rate:.2f}x ({rate:,.0f}/s vs {fsync_rate:,.0f}/s fdatasync)",
+                 ">= 3x, every row durable", rate >= 3 * fsync_rate)
+    else:
+        main_row("first 1,000 rows stored, reports refused", BEFORE["refused"], "failed", ">= 3x", False)
+    if working and fsync_rate and working["first_rows_per_s"]:
+        rate = working["first_rows_per_s"]
+        main_row("the same with a working service", BEFORE["working"],
+                 f"{rate:,.0f}/s ({rate / fsync_rate:.2f}x the fsync rate)", ">= 3x the fsync rate",
+                 rate >= 3 * fsync_rate)
+    else:
+        main_row("the same with a working service", BEFORE["working"], "failed", ">= 3x the fsync rate", False)
+    if refused:
+        cpu = refused["cpu_us_per_event"]
+        main_row("CPU per stored event (user+sys of the process / actions recorded), reports refused, "
+                 "10,000 actions of 3 keys", BEFORE["cpu"], f"{cpu:.0f} µs", "<= 50 µs", cpu <= 50)
+    else:
+        main_row("CPU per stored event, reports refused", BEFORE["cpu"], "failed", "<= 50 µs", False)
+
+    sync = pick(service, "BM_Sync50CachedCampaigns")
+    if sync:
+        main_row("sync of 50 cached campaigns to the trigger table rebuilt (median)", BEFORE["sync"],
+                 f"{sync['median_ms']:.1f} ms (p90 {sync['p90_ms']:.1f} ms; the service's answer in at "
+                 f"{sync['answer_median_ms']:.1f} ms)", "< 30 ms", sync["median_ms"] < 30)
+    else:
+        main_row("sync of 50 cached campaigns", BEFORE["sync"], "failed", "< 30 ms", False)
+
+    if memory:
+        peak, anon = memory["peak_rss_kb"] / 1024, memory["rss_anon_end_kb"] / 1024
+        main_row("peak RSS / RssAnon after the 10,000-action burst drains", BEFORE["memory"],
+                 f"{peak:.1f} / {anon:.1f} MB", "<= 20 / <= 4 MB", peak <= 20 and anon <= 4)
+    else:
+        main_row("peak RSS / RssAnon after the burst", BEFORE["memory"], "failed", "<= 20 / <= 4 MB", False)
+
+    calls = [("`reportActionWithMetaData` (3 detail keys)", "BM_HostThread_reportActionWithMetaData", ""),
+             ("`startSession`", "BM_HostThread_startSessionEndSession", "startSession_"),
+             ("`endSession`", "BM_HostThread_startSessionEndSession", "endSession_"),
+             ("`associateLead`", "BM_HostThread_associateLead", "")]
+    host = []
+    for call, prefix, k in calls:
         b = pick(recording, prefix)
         if not b:
             row(f"host thread per call, {call}", "failed", "p50 < 2 µs, p99 < 10 µs", False)
             continue
-        k = keys[0]
         mean, p50, p99 = b[k + "mean_ns"], b[k + "p50_ns"], b[k + "p99_ns"]
+        host.append((call, p50 / 1000, p99 / 1000))
         row(f"host thread per call, {call}: mean / p50 / p99 of {int(b[k + 'calls'])} calls",
             f"{us(mean)} / {us(p50)} / {us(p99)}", "p50 < 2 µs, p99 < 10 µs", p50 < 2000 and p99 < 10000)
+    if host and host[0][0].startswith("`reportAction"):
+        _, p50, p99 = host[0]
+        rest = ", ".join(f"{call} {a:.2f} / {b:.2f}" for call, a, b in host[1:])
+        before50, before99 = BEFORE["host"]
+        main_row("host thread per call, p50 / p99: `reportActionWithMetaData` with 3 keys (the other calls)",
+                 f"{before50:.2f} / {before99:.2f} µs", f"{p50:.2f} / {p99:.2f} µs ({rest})",
+                 f"unchanged (within {HOST_SPREAD}x)",
+                 p50 <= HOST_SPREAD * before50 and p99 <= HOST_SPREAD * before99)
+    else:
+        main_row("host thread per call, p50 / p99", "0.13 / 0.81 µs", "failed", "unchanged", False)
 
-    for reporting, what in [(1, "reports to the service running"), (0, "reports held back: the table at its limit")]:
-        b = pick(recording, f"BM_StoreRate/reporting:{reporting}")
+    if fsync:
+        row(f"fdatasync'd 1 KB appends in the data folder ({int(fsync['writes'])} writes)",
+            f"{fsync_rate:,.0f} /s", "—", None)
+    for mode, what in [(1, "reports working"), (2, "reports refused"), (0, "reports held back (never sent)")]:
+        b = runs[mode]
         if not b:
-            row(f"events stored per second ({what})", "failed", ">= 5,000 /s", False)
+            row(f"10,000 actions stored ({what})", "failed", ">= 5,000 /s", False)
             continue
         dropped = int(b["dropped_by_limit"])
-        why = "the table at its limit" if not reporting else "the table full while a report was in flight"
-        row(f"events stored per second, 10,000 actions ({what})",
-            f"{b['events_per_s']:,.0f} /s ({dropped} dropped by the row limit: {why})" if dropped
-            else f"{b['events_per_s']:,.0f} /s (none dropped)",
+        row(f"10,000 actions stored, {what}: whole burst; first {int(b['first_rows'])} rows durable; "
+            "CPU per action; reports sent",
+            f"{b['events_per_s']:,.0f} /s; {b['first_rows_ms']:.0f} ms ({b['first_rows_per_s']:,.0f} /s); "
+            f"{b['cpu_us_per_event']:.0f} µs; {b['reports_sent']:.0f}"
+            + (f" ({dropped} dropped by the row limit)" if dropped else ""),
             ">= 5,000 /s", b["events_per_s"] >= 5000)
 
-    for name, what, label, goal_ms in (
-            ("BM_Report1000Events", "report of 1,000 stored events over loopback HTTPS, to the rows deleted",
-             "report of 1,000 stored events", 100),
-            ("BM_Sync50CachedCampaigns", "sync of 50 campaigns with cached images, to the trigger table rebuilt",
-             "sync of 50 cached campaigns", 50)):
-        b = pick(service, name)
-        if not b:
-            row(label, "failed", f"< {goal_ms} ms", False)
-            continue
-        row(f"{what}: median / p90",
+    b = pick(service, "BM_Report1000Events")
+    if b:
+        row("report of 1,000 stored events over loopback HTTPS, to the rows deleted: median / p90",
             f"{b['median_ms']:.1f} ms / {b['p90_ms']:.1f} ms (the service's answer in at {b['answer_median_ms']:.1f} ms)",
-            f"< {goal_ms} ms", b["median_ms"] < goal_ms)
+            "< 100 ms", b["median_ms"] < 100)
+    else:
+        row("report of 1,000 stored events", "failed", "< 100 ms", False)
 
     for n in range(1, 7):
         b = pick(layouts, f"BM_RenderLayoutToPng/layout:{n}")
@@ -110,16 +179,15 @@ def main():
             row(f"layout{n} drawn to PNG", "failed", "< 20 ms", False)
 
     if memory:
-        peak = memory["peak_rss_kb"] / 1024
-        row("peak resident memory, host recording 10,000 events and reporting them "
-            f"({memory['rows_left']} rows left at the end)",
-            f"{peak:.1f} MB (after start-up {memory['rss_after_start_kb'] / 1024:.1f} MB; at the end "
-            f"{memory['anonymous_end_kb'] / 1024:.1f} MB anonymous, {memory['file_backed_end_kb'] / 1024:.1f} MB "
-            "pages of library files)", "< 12 MB", peak < 12)
+        row(f"memory of the host recording 10,000 events and reporting them ({memory['rows_left']} rows left at the end)",
+            f"after start-up {memory['rss_after_start_kb'] / 1024:.1f} MB resident; at the end "
+            f"{memory['rss_end_kb'] / 1024:.1f} MB: {memory['rss_anon_end_kb'] / 1024:.1f} MB anonymous, "
+            f"{memory['rss_file_end_kb'] / 1024:.1f} MB pages of library files", "—", None)
     row("size of the stripped shared library", f"{machine['stripped_bytes'] / 1024 / 1024:.2f} MB "
         f"(unstripped {machine['library_bytes'] / 1024 / 1024:.2f} MB)", "—", None)
 
-    lines = ["| figure | value | goal | goal met | machine | date |", "|---|---|---|---|---|---|"] + rows
+    lines += ["", "Everything else the benchmarks report:", "", "| figure | value | goal | goal met |",
+              "|---|---|---|---|"] + others
 
     pieces = []
     for rows_before in (0, 500, 999):
@@ -131,13 +199,15 @@ def main():
         if b:
             pieces.append(f"| {b.get('label', piece)} (table at 999 rows) | {b['real_time']:.0f} µs |")
     if pieces:
-        lines += ["", "The store's pieces, each with its own open and close:", "",
+        lines += ["", "The store's pieces, called from outside the SDK's queues (each save, insert and delete "
+                  "commits and syncs on its own):", "",
                   "| piece | time |", "|---|---|"] + pieces
 
     settings = [b for b in store if b["name"].startswith("BM_StoreSettings") and not b.get("error_occurred")]
     if settings:
         lines += ["", "The store's statements for 2,000 events (999 kept, 1,001 written and dropped by the limit) "
-                  "under each setting, on raw connections:", "", "| setting | events per second |", "|---|---|"]
+                  "under each setting, on raw connections, a connection per statement:", "",
+                  "| setting | events per second |", "|---|---|"]
         for b in settings:
             lines.append(f"| {b.get('label', b['name'])} | {b['events_per_s']:,.0f} |")
 
