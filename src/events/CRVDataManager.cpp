@@ -44,6 +44,7 @@ CRVDataManager::CRVDataManager()
 }
 
 bool CRVDataManager::joinGroup() {
+  if (batchDepth_ > 0) return sql_.beginTransaction();
   if (commitQueued_ && sql_.inTransaction() && groupedSaves_ < kMaxGroupedSaves) {
     ++groupedSaves_;
     return true;
@@ -64,6 +65,7 @@ bool CRVDataManager::joinGroup() {
 }
 
 void CRVDataManager::commitGroup() {
+  if (batchDepth_ > 0) return;  // the batch commits as it ends
   commitQueued_ = false;
   groupedSaves_ = 0;
   if (!sql_.inTransaction()) return;

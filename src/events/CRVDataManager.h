@@ -135,6 +135,8 @@ class CRVDataManager {
   // durable when its call returns.
   void commitGroup();
   std::function<void(bool)> commitListener_;
+  // A refill of the trigger table writes every campaign's status back: one commit for all of it.
+  int batchDepth_ = 0;
   bool commitQueued_ = false;
   uint64_t groupGeneration_ = 0;
   int groupedSaves_ = 0;

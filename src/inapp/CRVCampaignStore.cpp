@@ -143,6 +143,18 @@ void CRVDataManager::clearExpiredCampaign() {
 
 void CRVDataManager::getAllValidMessages() {
   std::lock_guard<std::recursive_mutex> lock(databaseLock_);
+  // Rebuilding each campaign writes its status back: the whole refill is one commit, not one per campaign.
+  struct Batch {
+    CRVDataManager& store;
+    explicit Batch(CRVDataManager& s) : store(s) {
+      ++store.batchDepth_;
+      (void)store.sql_.beginTransaction();
+    }
+    ~Batch() {
+      --store.batchDepth_;
+      store.commitGroup();
+    }
+  } batch(*this);
   CRVInAppHandler& handler = CRVInAppHandler::sharedInstance();
   handler.resetTriggerTable();
   clearExpiredCampaign();
