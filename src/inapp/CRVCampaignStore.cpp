@@ -98,11 +98,14 @@ void CRVDataManager::updateResource(const CRVResource* resource) {
   } else {
     return;
   }
-  (void)sql_.beginTransaction();
+  // Building a campaign pushes its status back here, once per campaign of a sync: on a queue these share the
+  // sync's commit; a tap's change on the main thread commits at once.
+  const bool grouped = joinGroup();
+  if (!grouped) (void)sql_.beginTransaction();
   (void)sql_.openDatabase();
   (void)sql_.doQuery(sql);
   (void)sql_.closeDatabase();
-  commitGroup();
+  if (!grouped) commitGroup();
 }
 
 void CRVDataManager::clearCampaigns(const std::vector<std::string>& campaignIds) {
