@@ -204,7 +204,9 @@ ConstraintSolver::Symbol ConstraintSolver::chooseSubject(const Row& row, const R
 // that solving for it keeps every restricted symbol >= 0. It spares the search below (which would end with this
 // very pivot) a walk through the symbols of earlier constraints.
 ConstraintSolver::Symbol ConstraintSolver::feasibleSubject(const Row& row) const {
-  for (const auto& [symbol, coefficient] : row.terms) {
+  for (const auto& term : row.terms) {
+    const Symbol symbol = term.first;  // named, not bound: a lambda below captures it
+    const double coefficient = term.second;
     if (!pivotable(symbol) || coefficient >= 0.0) continue;
     const double ratio = -row.constant / coefficient;
     const bool tightest = std::none_of(rows_.begin(), rows_.end(), [&](const auto& entry) {
