@@ -105,79 +105,8 @@ void createSchema(Connection& db, const std::string& journalMode) {
       << db.errmsg();
 }
 
-struct Scenario {
-  CutMode mode;
-  const char* journalMode;
-
-  std::string name() const {
-    return std::string(mode == CutMode::Drop ? "Drop" : "Tear") +
-           (journalMode == std::string("wal") ? "Wal" : "Delete");
-  }
-  friend void PrintTo(const Scenario& scenario, std::ostream* out) { *out << scenario.name(); }
-};
-
-class PowerCutAtEverySync : public ::testing::TestWithParam<Scenario> {};
-
-// The power fails instead of each sync of a run of transactions in turn (the cache is small, so transactions spill
-// pages before they commit), and once after the last COMMIT. Every transaction whose COMMIT returned must be there,
-// the one the cut interrupted wholly or not at all, and the file must be sound.
-TEST_P(PowerCutAtEverySync, KeepsEveryReturnedCommitAndNothingHalfDone) {
-  const Scenario& scenario = GetParam();
-  constexpr int kTransactions = 5;
-  ScratchDir dir;
-  PowerCutVfs vfs;
-  vfs.install(true);
-
-  int run = 0;
-  const auto path = [&] { return dir.file("run" + std::to_string(run) + ".db"); };
-  std::size_t syncs = 0;
-  {
-    Connection db(path());
-    createSchema(db, scenario.journalMode);
-    const std::size_t before = vfs.syncCount();
-    for (int i = 1; i <= kTransactions; ++i) ASSERT_EQ(db.exec(transaction(i)), SQLITE_OK) << db.errmsg();
-    syncs = vfs.syncCount() - before;
-    ASSERT_GE(syncs, static_cast<std::size_t>(kTransactions));
-  }
-
-  for (std::size_t cutAt = 1; cutAt <= syncs + 1; ++cutAt) {
-    const std::uint64_t seed = cutAt;  // a torn cut differs from one sync to the next
-    ++run;
-    SCOPED_TRACE("cut at sync " + std::to_string(cutAt) + " of " + std::to_string(syncs));
-    Connection db(path());
-    createSchema(db, scenario.journalMode);
-    if (cutAt <= syncs) vfs.armCutAtSync(cutAt, scenario.mode, seed);
-    int committed = 0;
-    int attempted = 0;
-    while (attempted < kTransactions && db.exec(transaction(++attempted)) == SQLITE_OK) committed = attempted;
-    // A checkpoint after the last COMMIT syncs too; its failure does not fail that COMMIT.
-    if (cutAt <= syncs) {
-      ASSERT_TRUE(vfs.isDead());
-    } else {
-      ASSERT_EQ(committed, kTransactions);
-      vfs.powerCut(scenario.mode, seed);
-    }
-    db.close();
-    vfs.rearm();
-
-    Connection after(path());
-    ASSERT_EQ(after.rows("PRAGMA integrity_check"), std::vector<std::string>{"ok"});
-    const std::vector<std::string> last = after.rows("SELECT last FROM meta");
-    ASSERT_EQ(last.size(), 1u) << ::testing::PrintToString(last);
-    const int survived = std::stoi(last.front());
-    EXPECT_GE(survived, committed);
-    EXPECT_LE(survived, attempted);
-    EXPECT_EQ(after.rows("SELECT tx, count(*) FROM events GROUP BY tx ORDER BY tx"), expectedGroups(survived));
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Modes, PowerCutAtEverySync,
-                         ::testing::Values(Scenario{CutMode::Drop, "wal"}, Scenario{CutMode::Tear, "wal"},
-                                           Scenario{CutMode::Drop, "delete"}, Scenario{CutMode::Tear, "delete"}),
-                         [](const auto& info) { return info.param.name(); });
-
 // Proof that the VFS loses what was not synced: commits made with synchronous=OFF never sync and are gone after a
-// cut, while those made before with FULL each synced and stay.
+// cut, while those made before with FULL each synced and stay. The SDK's power-cut rounds rest on it.
 TEST(PowerCutVfs, CommitsThatDidNotSyncAreLost) {
   ScratchDir dir;
   PowerCutVfs vfs;
