@@ -119,17 +119,6 @@ TEST(ConstraintSolver, SettlesPrioritiesOneLevelAtATime) {
   });
 }
 
-TEST(ConstraintSolver, ChoosesAmongEqualCostSolutionsTheSameWayEachTime) {
-  const auto solve = [] {  // every split of 100 costs 100 at the weak level
-    System s;
-    s.addAll({{{1, 1, 0}, EQ, 100}, {{1, 0, 0}, EQ, 0, kWeak}, {{0, 1, 0}, EQ, 0, kWeak}});
-    return s.values();
-  };
-  const Values first = solve();
-  EXPECT_TRUE(std::abs(first[0] + first[1] - 100) < 1e-6 && first[0] > -1e-6 && first[1] > -1e-6);
-  EXPECT_EQ(first, solve());
-}
-
 TEST(ConstraintSolver, RefusesConflictingRequiredConstraintsAndStaysUsable) {
   const std::pair<std::vector<Con>, Con> cases[] = {
       {{{{1, 0, 0}, EQ, 10}}, {{1, 0, 0}, EQ, 20}},

@@ -169,8 +169,7 @@ int rescue(const std::string& damaged, const std::string& path) {
 }  // namespace
 
 std::optional<std::string> LorrowSQLiteManager::setAsideIfUnusable() {
-  // Only the SDK's own file in its Documents folder: a file a host names by its full path is the host's.
-  if (!databaseName_.empty() && databaseName_.front() == '/') return std::nullopt;
+  if (namesHostFile()) return std::nullopt;  // only the SDK's own file in its Documents folder
   const std::string path = getDatabasePath();
   if (!exists(path)) return std::nullopt;
   std::string verdict = damage(path);

@@ -71,7 +71,7 @@ LorrowSQLiteManager::~LorrowSQLiteManager() {
 std::string LorrowSQLiteManager::getDatabasePath() const {
   // A full path is the host's own choice and is used as it stands. A bare name always means the SDK's file in its
   // Documents folder, never a file of that name wherever the process happens to run.
-  if (!databaseName_.empty() && databaseName_.front() == '/') return databaseName_;
+  if (namesHostFile()) return databaseName_;
   std::string folder = Platform::current().files->documentsDirectory();
   while (folder.size() > 1 && folder.back() == '/') folder.pop_back();
   return (folder == "/" ? folder : folder + "/") + databaseName_;

@@ -87,6 +87,8 @@ class LorrowSQLiteManager {
 
  private:
   std::string getDatabasePath() const;
+  // A full path is the host's own file: used as it stands, never moved aside.
+  bool namesHostFile() const { return !databaseName_.empty() && databaseName_.front() == '/'; }
   static Error createDBErrorWithDescriptionAndCode(const std::string& description, int code);
   std::string lastErrorMessage() const;
   // The held connection for the current path, opened when needed; null when the file cannot be opened (then
