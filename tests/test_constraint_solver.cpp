@@ -58,43 +58,17 @@ struct Case {
   Values expected;
 };
 
-void run(const std::vector<Case>& cases) {
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    System s;
-    s.addAll(c.system);
-    s.expect(c.expected);
-  }
-}
-
-TEST(ConstraintSolver, SolvesSystemsWithKnownSolutions) {
-  run({
-      {"x+y=10 x-y=2", {{{1, 1, 0}, EQ, 10}, {{1, -1, 0}, EQ, 2}}, {6, 4, 0}},
-      {"x=0.5y+8 y=100", {{{1, -0.5, 0}, EQ, 8}, {{0, 1, 0}, EQ, 100}}, {58, 100, 0}},
-      {"x+y+z=30 x=y y=z", {{{1, 1, 1}, EQ, 30}, {{1, -1, 0}, EQ, 0}, {{0, 1, -1}, EQ, 0}}, {10, 10, 10}},
+// Named systems for the faults the random search below would only report as a wrong error sum.
+TEST(ConstraintSolver, SettlesEachPriorityFullyBeforeTheNextOne) {
+  const Case cases[] = {
       {"3x+y=22 implied", {{{1, 1, 0}, EQ, 10}, {{1, -1, 0}, EQ, 2}, {{3, 1, 0}, EQ, 22}}, {6, 4, 0}},
       {"x=10 twice", {{{1, 0, 0}, EQ, 10, kReq, 2}}, {10, 0, 0}},
-      {"weak x=10 y-x=5", {{{1, 0, 0}, EQ, 10, kWeak}, {{-1, 1, 0}, EQ, 5, kWeak}}, {10, 15, 0}},
-      {"x<=y<=100 x>=50 weak x=200",
-       {{{1, -1, 0}, LE, 0}, {{0, 1, 0}, LE, 100}, {{1, 0, 0}, GE, 50}, {{1, 0, 0}, EQ, 200, kWeak}}, {100, 100, 0}},
       {"weak x=200 then x<=y<=100", {{{1, 0, 0}, EQ, 200, kWeak}, {{1, -1, 0}, LE, 0}, {{0, 1, 0}, LE, 100}},
        {100, 100, 0}},
-      {"10<=x<=10 strong x=0", {{{1, 0, 0}, LE, 10}, {{1, 0, 0}, GE, 10}, {{1, 0, 0}, EQ, 0, kStrong}}, {10, 0, 0}},
-      {"x-y>=5 y>=3 weak x=y=0",
-       {{{1, -1, 0}, GE, 5}, {{0, 1, 0}, GE, 3}, {{1, 0, 0}, EQ, 0, kWeak}, {{0, 1, 0}, EQ, 0, kWeak}}, {8, 3, 0}},
-      {"2x+y<=10 x,y>=0 medium x=10 weak y=10", {{{2, 1, 0}, LE, 10}, {{1, 0, 0}, GE, 0}, {{0, 1, 0}, GE, 0},
-                                                 {{1, 0, 0}, EQ, 10, kMedium}, {{0, 1, 0}, EQ, 10, kWeak}}, {5, 0, 0}},
       {"cycle x<=y<=z<=x weak x=7",
        {{{1, -1, 0}, LE, 0}, {{0, 1, -1}, LE, 0}, {{-1, 0, 1}, LE, 0}, {{1, 0, 0}, EQ, 7, kWeak}}, {7, 7, 7}},
       {"cycle x+10<=y y+10<=z z<=x+20 weak y=50",
        {{{1, -1, 0}, LE, -10}, {{0, 1, -1}, LE, -10}, {{-1, 0, 1}, LE, 20}, {{0, 1, 0}, EQ, 50, kWeak}}, {40, 50, 60}},
-      {"x>=y+10 strong y=50 medium x=55",
-       {{{1, -1, 0}, GE, 10}, {{0, 1, 0}, EQ, 50, kStrong}, {{1, 0, 0}, EQ, 55, kMedium}}, {60, 50, 0}},
-  });
-}
-
-TEST(ConstraintSolver, SettlesPrioritiesOneLevelAtATime) {
-  run({
       {"strong, medium, weak",
        {{{1, 0, 0}, EQ, 30, kWeak}, {{1, 0, 0}, EQ, 20, kMedium}, {{1, 0, 0}, EQ, 10, kStrong}}, {10, 0, 0}},
       {"required over strong", {{{1, 0, 0}, EQ, 10, kStrong}, {{1, 0, 0}, LE, 5}}, {5, 0, 0}},
@@ -112,11 +86,16 @@ TEST(ConstraintSolver, SettlesPrioritiesOneLevelAtATime) {
                                                   {{1, 0, 0}, LE, 150, 250}, {{1, 0, 0}, LE, 100, 500}}, {150, 0, 0}},
       {"compression 400 gives way to it", {{{1, 0, 0}, EQ, 150, 250}, {{1, 0, 0}, GE, 150, 400},
                                            {{1, 0, 0}, LE, 150, 250}, {{1, 0, 0}, LE, 100, 500}}, {100, 0, 0}},
-      {"weak x=y spreads a sum", {{{1, 1, 0}, EQ, 100}, {{1, -1, 0}, EQ, 0, kWeak}}, {50, 50, 0}},
       {"medium x=y=z spread a sum, weak x=0 cannot", {{{1, 1, 1}, EQ, 90}, {{1, -1, 0}, EQ, 0, kMedium},
                                                      {{0, 1, -1}, EQ, 0, kMedium}, {{1, 0, 0}, EQ, 0, kWeak}},
        {30, 30, 30}},
-  });
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    System s;
+    s.addAll(c.system);
+    s.expect(c.expected);
+  }
 }
 
 TEST(ConstraintSolver, RefusesConflictingRequiredConstraintsAndStaysUsable) {
@@ -166,37 +145,10 @@ TEST(ConstraintSolver, TakesExpressionsAsWrittenAndRefusesInvalidOnes) {
   EXPECT_FALSE(s.solver.removeConstraint(ConstraintId{}));
 }
 
-TEST(ConstraintSolver, RemovingConstraintsRestoresTheEarlierSolution) {
-  const std::pair<std::vector<Con>, std::vector<Con>> cases[] = {
-      {{{{1, 0, 0}, EQ, 10, kWeak}, {{0, 1, 0}, EQ, 20, kWeak}}, {{{1, 0, 0}, EQ, 50}, {{-1, 1, 0}, GE, 5}}},
-      {{{{1, 1, 0}, EQ, 100}, {{1, 0, 0}, EQ, 30, kWeak}, {{0, 1, 0}, EQ, 40, kMedium}},
-       {{{1, 0, 0}, EQ, 10, kStrong}, {{0, 1, 0}, LE, 50}}},
-      {{{{1, -1, 0}, LE, -10}, {{0, 1, -1}, LE, -10}, {{1, 0, 0}, EQ, 0, kWeak}, {{0, 0, 1}, EQ, 100, kWeak},
-        {{0, 1, 0}, EQ, 50, kWeak}},
-       {{{-1, 0, 1}, LE, 20}}},
-      {{{{1, 0, 0}, EQ, 5, kWeak}, {{1, -1, 0}, EQ, 0}},
-       {{{1, 0, 0}, GE, 10}, {{1, 0, 0}, LE, 20}, {{1, 0, 0}, EQ, 15, kStrong}, {{1, 0, 0}, EQ, 12, kMedium},
-        {{1, 1, -1}, EQ, 0}}},
-  };
-  for (size_t n = 0; n < std::size(cases); ++n) {
-    const auto& [base, extra] = cases[n];
-    for (const bool reverse : {false, true}) {
-      SCOPED_TRACE(testing::Message() << "case " << n << (reverse ? ", reversed" : ""));
-      System s;
-      s.addAll(base);
-      const Values before = s.values();
-      s.addAll(extra);
-      const Values with = s.values();
-      ASSERT_NE(with, before);
-      std::vector<ConstraintId> added(s.ids.end() - static_cast<long>(extra.size()), s.ids.end());
-      if (reverse) std::reverse(added.begin(), added.end());
-      for (const ConstraintId id : added) EXPECT_TRUE(s.solver.removeConstraint(id));
-      s.expect(before);
-      s.addAll(extra);
-      s.expect(with);
-    }
-  }
-  // x=10 and 2x=20 repeat each other and x>=10 follows: x stays 10 (and y 11) until the last of them goes.
+// Removals at random places are checked against the exhaustive search below; these are the redundant ones, whose
+// rows a solver most easily gets wrong. x=10 and 2x=20 repeat each other and x>=10 follows: x stays 10 (and y 11)
+// until the last of them goes, in any order.
+TEST(ConstraintSolver, RemovingARedundantConstraintKeepsTheSolutionUntilTheLastGoes) {
   std::array<size_t, 3> order = {0, 1, 2};
   do {
     System s;

@@ -66,6 +66,7 @@ TEST_F(InAppMessage, RefusesEachBrokenFieldWithItsLine) {
       {"unreadable end", {{"end_time", "2026-03-01 10:30"}}, {dropped("end_time")}},
       {"no layout", {{"layout", nullptr}}, {dropped("type")}},
       {"numeric type", {{"layout", {{"type", 1}}}}, {dropped("type")}},
+      {"unknown type", {{"layout", {{"type", "layout7"}}}}, {dropped("type")}},
       {"listed component missing", {{"layout", {{"secondary_text", nullptr}}}}, {dropped("layout1")}},
       {"listed component refused", {{"layout", {{"type", "layout3"}, {"primary_button", {{"style", "style9"}}}}}},
        {dropped("style"), dropped("layout3")}},
@@ -75,12 +76,15 @@ TEST_F(InAppMessage, RefusesEachBrokenFieldWithItsLine) {
       {"unlisted background unreachable",
        {{"layout", {{"type", "layout4"}, {"background", {{"uri", missing}, {"color", "#FFF"}}}}}},
        {dropped("background uri")}},
+      {"listed background unreachable", {{"layout", {{"background", {{"uri", missing}, {"color", nullptr}}}}}},
+       {dropped("background uri")}},
       {"plain primary button", {{"layout", {{"primary_button", plainButton}}}},
        {dropped("primary button uri")}},
       {"plain secondary button", {{"layout", {{"type", "layout3"}, {"secondary_button", plainButton}}}},
        {dropped("secondary button uri")}},
       // Accepted: a colour stands in for an image, and unknown or unreadable optional values are kept.
-      {"background colour, image unreachable", {{"layout", {{"background", {{"uri", missing}, {"color", "#FFF"}}}}}}, {}},
+      {"background colour, image unreachable", {{"layout", {{"background", {{"uri", missing}, {"color", "#FFF"}}}}}},
+       {}},
       {"background colour, no uri", {{"layout", {{"background", {{"uri", nullptr}, {"color", "#FFF"}}}}}}, {}},
       {"button colour, image unreachable", {{"layout", {{"primary_button", {{"uri", missing}}}}}}, {}},
       {"unknown frequency", {{"display_frequency", "sometimes"}}, {}},
@@ -103,25 +107,21 @@ TEST_F(InAppMessage, PushesStatusToTheStoreBeforeValidating) {
   const auto stored = [&] {
     return Value(store.sql().getRowsForQuery("select campaignId, enable, paused from crvn_inapp"));
   };
+  const auto row = [](int paused) {
+    return Value::array({Value{{"campaignId", "9"}, {"enable", 1}, {"paused", paused}}});
+  };
   Value data = campaign();
   data["cid"] = "9";
   store.saveCampaign(CRVInAppMessage::initWithDictionary(data));
-  ASSERT_EQ(stored(), Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])"));
-  const struct {
-    Value status;
-    Value rows;
-  } cases[] = {{"pause", Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 1}])")},
-               {"active", Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])")},
-               {"pause", Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 1}])")},
-               {"Pause", Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])")},
-               {1, Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])")},
-               {nullptr, Value::parse(R"([{"campaignId": "9", "enable": 1, "paused": 0}])")},
-               {"stop", Value::array()}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.status.dump());
+  ASSERT_EQ(stored(), row(0));
+  const std::pair<Value, Value> cases[] = {{"pause", row(1)}, {"active", row(0)},  {"pause", row(1)},
+                                           {"Pause", row(0)}, {1, row(0)},         {nullptr, row(0)},
+                                           {"stop", Value::array()}};
+  for (const auto& [status, rows] : cases) {
+    SCOPED_TRACE(status.dump());
     // Refused later for its missing trigger: the status has reached the stored campaign all the same.
-    EXPECT_EQ(CRVInAppMessage::initWithDictionary({{"cid", "9"}, {"status", c.status}}), nullptr);
-    EXPECT_EQ(stored(), c.rows);
+    EXPECT_EQ(CRVInAppMessage::initWithDictionary({{"cid", "9"}, {"status", status}}), nullptr);
+    EXPECT_EQ(stored(), rows);
   }
 }
 
