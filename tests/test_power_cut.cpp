@@ -28,6 +28,7 @@
 #include "support/PowerCutVfs.h"
 #include "support/ServiceProcess.h"
 #include "util/CRVUtil.h"
+#include "util/Log.h"
 #include "util/SettingsKeys.h"
 
 namespace fs = std::filesystem;
@@ -35,10 +36,12 @@ namespace fs = std::filesystem;
 namespace corvana::test {
 namespace {
 
-// The events of the table, in row order, as one JSON array text.
-std::string tableOf(const std::vector<Value>& rows) {
+// The events of the store's table, in row order, as one JSON array text.
+std::string tableOf(CRVDataManager& store) {
   Value events = Value::array();
-  for (const Value& row : rows) events.push_back(row.value("event", Value()));
+  for (const Value& row : store.sql().getRowsForQuery("SELECT event FROM lorrow_events ORDER BY _id")) {
+    events.push_back(row.value("event", Value()));
+  }
   return events.dump();
 }
 
@@ -46,25 +49,23 @@ std::string tableOf(const std::vector<Value>& rows) {
 [[noreturn]] void recordUntilThePowerFails(const ServiceProcess& service, const std::string& dataDir, int round,
                                            uint64_t seed, const std::string& outcome) {
   PowerCutVfs vfs;
-  vfs.install(true);
   std::mt19937_64 random(seed);
   if (random() % 2) vfs.armCutAtSync(5 + random() % 60, random() % 2 ? CutMode::Tear : CutMode::Drop, random());
 
   auto options = service.platformOptions();
   options.dataDirectory = dataDir;
-  auto& tp = installTestPlatform(options);
-  (void)tp;
+  installTestPlatform(options);
   std::mutex mutex;
   std::string durable, pending;  // the table after the last commit that returned, and during the one under way
   CRVDataManager& store = CRVDataManager::sharedInstance();
   store.setCommitListener([&](bool returned) {
     // The cut happens inside a commit's sync; what the dead connection reads afterwards is no disk's state.
     if (vfs.isDead()) return;
-    const std::string table = tableOf(store.sql().getRowsForQuery("SELECT event FROM lorrow_events ORDER BY _id"));
+    const std::string table = tableOf(store);
     std::lock_guard<std::mutex> lock(mutex);
     (returned ? durable : pending) = table;
   });
-  durable = pending = tableOf(store.sql().getRowsForQuery("SELECT event FROM lorrow_events ORDER BY _id"));
+  durable = pending = tableOf(store);
   CRVUtil::setObjectForKey(Value("2.3.1"), kKeyAppVersion);
   CRVUtil::setObjectForKey(Value("acme"), kKeyQuorvel);
   CRVUtil::setObjectForKey(Value("s3cret"), kKeyAppSecret);
@@ -77,7 +78,7 @@ std::string tableOf(const std::vector<Value>& rows) {
   for (int thread = 0; thread < 3; ++thread) {
     threads.emplace_back([&, thread] {
       for (int seq = 0; !vfs.isDead() && seq < 2000; ++seq) {
-        sdk.reportActionWithMetaData("r" + std::to_string(round) + "-t" + std::to_string(thread) + "-" + std::to_string(seq));
+        sdk.reportActionWithMetaData(strfmt("r%d-t%d-%d", round, thread, seq));
         if (seq % 25 == 0) sdk.reportAll();
         std::this_thread::sleep_for(std::chrono::milliseconds(seq % 7));
       }
@@ -127,20 +128,16 @@ TEST(PowerCut, EveryCommittedEventSurvivesAndNoConfirmedDeletionComesBack) {
     const std::string database = (fs::path(dataDir) / "Documents" / "lorrowab.sqlite").string();
     sqlite3* db = nullptr;
     ASSERT_EQ(sqlite3_open_v2(database.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr), SQLITE_OK);
-    std::vector<Value> rows;
-    std::string integrity;
-    sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(db, "PRAGMA integrity_check", -1, &statement, nullptr);
-    if (sqlite3_step(statement) == SQLITE_ROW) integrity = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
-    sqlite3_finalize(statement);
-    sqlite3_prepare_v2(db, "SELECT event FROM lorrow_events ORDER BY _id", -1, &statement, nullptr);
-    while (sqlite3_step(statement) == SQLITE_ROW) {
-      rows.push_back(Value{{"event", reinterpret_cast<const char*>(sqlite3_column_text(statement, 0))}});
-    }
-    sqlite3_finalize(statement);
+    const auto collect = [](void* into, int, char** values, char**) {
+      static_cast<Value*>(into)->push_back(values[0] ? Value(values[0]) : Value());
+      return 0;
+    };
+    Value integrity = Value::array(), events = Value::array();
+    sqlite3_exec(db, "PRAGMA integrity_check", collect, &integrity, nullptr);
+    sqlite3_exec(db, "SELECT event FROM lorrow_events ORDER BY _id", collect, &events, nullptr);
     sqlite3_close(db);
-    EXPECT_EQ(integrity, "ok");
-    const std::string table = tableOf(rows);
+    EXPECT_EQ(integrity, Value::array({"ok"}));
+    const std::string table = events.dump();
     const bool asDurable = table == told["durable"].get<std::string>();
     const bool asPending = table == told["pending"].get<std::string>();
     EXPECT_TRUE(asDurable || asPending) << "after the cut: " << table << "\nlast commit that returned: "

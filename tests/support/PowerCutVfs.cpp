@@ -12,7 +12,7 @@
 #include <optional>
 #include <random>
 #include <stdexcept>
-#include <utility>
+#include <string>
 
 namespace corvana::test {
 namespace {
@@ -62,7 +62,6 @@ std::optional<std::string> tear(const std::optional<std::string>& synced, const 
 }  // namespace
 
 struct PowerCutVfs::State {
-  std::string name;
   sqlite3_vfs vfs{};
   sqlite3_vfs* real = nullptr;
 
@@ -115,6 +114,14 @@ sqlite3_file* realOf(sqlite3_file* f) {
 State* stateOf(sqlite3_vfs* vfs) { return static_cast<State*>(vfs->pAppData); }
 sqlite3_vfs* realOf(sqlite3_vfs* vfs) { return stateOf(vfs)->real; }
 
+// A call that passes through to the wrapped file's own method unchanged.
+template <auto Method>
+struct Pass;
+template <typename R, typename... Args, R (*sqlite3_io_methods::*Method)(sqlite3_file*, Args...)>
+struct Pass<Method> {
+  static R call(sqlite3_file* f, Args... args) { return (realOf(f)->pMethods->*Method)(realOf(f), args...); }
+};
+
 int fileClose(sqlite3_file* f) {
   File* file = fileOf(f);
   const int rc = realOf(f)->pMethods->xClose(realOf(f));
@@ -124,10 +131,6 @@ int fileClose(sqlite3_file* f) {
   }
   file->~File();
   return rc;
-}
-
-int fileRead(sqlite3_file* f, void* buffer, int amount, sqlite3_int64 offset) {
-  return realOf(f)->pMethods->xRead(realOf(f), buffer, amount, offset);
 }
 
 int fileWrite(sqlite3_file* f, const void* buffer, int amount, sqlite3_int64 offset) {
@@ -158,13 +161,6 @@ int fileSync(sqlite3_file* f, int flags) {
   return SQLITE_OK;
 }
 
-int fileSize(sqlite3_file* f, sqlite3_int64* size) { return realOf(f)->pMethods->xFileSize(realOf(f), size); }
-int fileLock(sqlite3_file* f, int level) { return realOf(f)->pMethods->xLock(realOf(f), level); }
-int fileUnlock(sqlite3_file* f, int level) { return realOf(f)->pMethods->xUnlock(realOf(f), level); }
-int fileCheckReservedLock(sqlite3_file* f, int* out) {
-  return realOf(f)->pMethods->xCheckReservedLock(realOf(f), out);
-}
-
 int fileControl(sqlite3_file* f, int op, void* arg) {
   if (op != SQLITE_FCNTL_SIZE_HINT) return realOf(f)->pMethods->xFileControl(realOf(f), op, arg);
   // The unix VFS grows the file for a size hint: a write like any other.
@@ -173,39 +169,29 @@ int fileControl(sqlite3_file* f, int op, void* arg) {
   return realOf(f)->pMethods->xFileControl(realOf(f), op, arg);
 }
 
-int fileSectorSize(sqlite3_file* f) { return realOf(f)->pMethods->xSectorSize(realOf(f)); }
 // No power-safe overwrite and no atomic writes: a cut may damage any piece written since the last sync.
 int fileDeviceCharacteristics(sqlite3_file*) { return 0; }
-
-int fileShmMap(sqlite3_file* f, int region, int size, int extend, void volatile** out) {
-  return realOf(f)->pMethods->xShmMap(realOf(f), region, size, extend, out);
-}
-int fileShmLock(sqlite3_file* f, int offset, int n, int flags) {
-  return realOf(f)->pMethods->xShmLock(realOf(f), offset, n, flags);
-}
-void fileShmBarrier(sqlite3_file* f) { realOf(f)->pMethods->xShmBarrier(realOf(f)); }
-int fileShmUnmap(sqlite3_file* f, int deleteFlag) { return realOf(f)->pMethods->xShmUnmap(realOf(f), deleteFlag); }
 
 // Version 2: shared memory for WAL. Memory-mapped I/O (version 3) stays off, so that every read and write passes
 // through here.
 const sqlite3_io_methods kIoMethods = {
     .iVersion = 2,
     .xClose = fileClose,
-    .xRead = fileRead,
+    .xRead = Pass<&sqlite3_io_methods::xRead>::call,
     .xWrite = fileWrite,
     .xTruncate = fileTruncate,
     .xSync = fileSync,
-    .xFileSize = fileSize,
-    .xLock = fileLock,
-    .xUnlock = fileUnlock,
-    .xCheckReservedLock = fileCheckReservedLock,
+    .xFileSize = Pass<&sqlite3_io_methods::xFileSize>::call,
+    .xLock = Pass<&sqlite3_io_methods::xLock>::call,
+    .xUnlock = Pass<&sqlite3_io_methods::xUnlock>::call,
+    .xCheckReservedLock = Pass<&sqlite3_io_methods::xCheckReservedLock>::call,
     .xFileControl = fileControl,
-    .xSectorSize = fileSectorSize,
+    .xSectorSize = Pass<&sqlite3_io_methods::xSectorSize>::call,
     .xDeviceCharacteristics = fileDeviceCharacteristics,
-    .xShmMap = fileShmMap,
-    .xShmLock = fileShmLock,
-    .xShmBarrier = fileShmBarrier,
-    .xShmUnmap = fileShmUnmap,
+    .xShmMap = Pass<&sqlite3_io_methods::xShmMap>::call,
+    .xShmLock = Pass<&sqlite3_io_methods::xShmLock>::call,
+    .xShmBarrier = Pass<&sqlite3_io_methods::xShmBarrier>::call,
+    .xShmUnmap = Pass<&sqlite3_io_methods::xShmUnmap>::call,
     .xFetch = nullptr,
     .xUnfetch = nullptr,
 };
@@ -252,54 +238,44 @@ int vfsDelete(sqlite3_vfs* vfs, const char* name, int syncDir) {
 
 }  // namespace
 
-PowerCutVfs::PowerCutVfs(std::string name) : state_(std::make_unique<State>()) { state_->name = std::move(name); }
-
-PowerCutVfs::~PowerCutVfs() {
-  if (state_->real != nullptr) sqlite3_vfs_unregister(&state_->vfs);
-}
-
-void PowerCutVfs::install(bool makeDefault) {
+PowerCutVfs::PowerCutVfs() : state_(std::make_unique<State>()) {
   State& state = *state_;
-  if (state.real == nullptr) {
-    sqlite3_vfs* real = sqlite3_vfs_find(nullptr);
-    if (real == nullptr || real == &state.vfs) throw std::logic_error("no default SQLite VFS to wrap");
-    state.real = real;
-    sqlite3_vfs& vfs = state.vfs;
-    vfs.iVersion = 2;
-    vfs.szOsFile = static_cast<int>(kRealOffset) + real->szOsFile;
-    vfs.mxPathname = real->mxPathname;
-    vfs.zName = state.name.c_str();
-    vfs.pAppData = &state;
-    vfs.xOpen = vfsOpen;
-    vfs.xDelete = vfsDelete;
-    vfs.xAccess = [](sqlite3_vfs* v, const char* n, int flags, int* out) {
-      return realOf(v)->xAccess(realOf(v), n, flags, out);
+  sqlite3_vfs* real = sqlite3_vfs_find(nullptr);
+  if (real == nullptr) throw std::logic_error("no default SQLite VFS to wrap");
+  state.real = real;
+  sqlite3_vfs& vfs = state.vfs;
+  vfs.iVersion = 2;
+  vfs.szOsFile = static_cast<int>(kRealOffset) + real->szOsFile;
+  vfs.mxPathname = real->mxPathname;
+  vfs.zName = "powercut";
+  vfs.pAppData = &state;
+  vfs.xOpen = vfsOpen;
+  vfs.xDelete = vfsDelete;
+  vfs.xAccess = [](sqlite3_vfs* v, const char* n, int flags, int* out) {
+    return realOf(v)->xAccess(realOf(v), n, flags, out);
+  };
+  vfs.xFullPathname = [](sqlite3_vfs* v, const char* n, int size, char* out) {
+    return realOf(v)->xFullPathname(realOf(v), n, size, out);
+  };
+  vfs.xDlOpen = [](sqlite3_vfs* v, const char* n) { return realOf(v)->xDlOpen(realOf(v), n); };
+  vfs.xDlError = [](sqlite3_vfs* v, int size, char* out) { realOf(v)->xDlError(realOf(v), size, out); };
+  vfs.xDlSym = [](sqlite3_vfs* v, void* h, const char* symbol) { return realOf(v)->xDlSym(realOf(v), h, symbol); };
+  vfs.xDlClose = [](sqlite3_vfs* v, void* h) { realOf(v)->xDlClose(realOf(v), h); };
+  vfs.xRandomness = [](sqlite3_vfs* v, int size, char* out) { return realOf(v)->xRandomness(realOf(v), size, out); };
+  vfs.xSleep = [](sqlite3_vfs* v, int micros) { return realOf(v)->xSleep(realOf(v), micros); };
+  vfs.xCurrentTime = [](sqlite3_vfs* v, double* out) { return realOf(v)->xCurrentTime(realOf(v), out); };
+  vfs.xGetLastError = [](sqlite3_vfs* v, int size, char* out) {
+    return realOf(v)->xGetLastError(realOf(v), size, out);
+  };
+  if (real->iVersion >= 2 && real->xCurrentTimeInt64 != nullptr) {
+    vfs.xCurrentTimeInt64 = [](sqlite3_vfs* v, sqlite3_int64* out) {
+      return realOf(v)->xCurrentTimeInt64(realOf(v), out);
     };
-    vfs.xFullPathname = [](sqlite3_vfs* v, const char* n, int size, char* out) {
-      return realOf(v)->xFullPathname(realOf(v), n, size, out);
-    };
-    vfs.xDlOpen = [](sqlite3_vfs* v, const char* n) { return realOf(v)->xDlOpen(realOf(v), n); };
-    vfs.xDlError = [](sqlite3_vfs* v, int size, char* out) { realOf(v)->xDlError(realOf(v), size, out); };
-    vfs.xDlSym = [](sqlite3_vfs* v, void* h, const char* symbol) { return realOf(v)->xDlSym(realOf(v), h, symbol); };
-    vfs.xDlClose = [](sqlite3_vfs* v, void* h) { realOf(v)->xDlClose(realOf(v), h); };
-    vfs.xRandomness = [](sqlite3_vfs* v, int size, char* out) { return realOf(v)->xRandomness(realOf(v), size, out); };
-    vfs.xSleep = [](sqlite3_vfs* v, int micros) { return realOf(v)->xSleep(realOf(v), micros); };
-    vfs.xCurrentTime = [](sqlite3_vfs* v, double* out) { return realOf(v)->xCurrentTime(realOf(v), out); };
-    vfs.xGetLastError = [](sqlite3_vfs* v, int size, char* out) {
-      return realOf(v)->xGetLastError(realOf(v), size, out);
-    };
-    if (real->iVersion >= 2 && real->xCurrentTimeInt64 != nullptr) {
-      vfs.xCurrentTimeInt64 = [](sqlite3_vfs* v, sqlite3_int64* out) {
-        return realOf(v)->xCurrentTimeInt64(realOf(v), out);
-      };
-    }
   }
-  if (sqlite3_vfs_register(&state.vfs, makeDefault ? 1 : 0) != SQLITE_OK) {
-    throw std::runtime_error("could not register the power-cut VFS");
-  }
+  if (sqlite3_vfs_register(&vfs, 1) != SQLITE_OK) throw std::runtime_error("could not register the power-cut VFS");
 }
 
-const std::string& PowerCutVfs::name() const { return state_->name; }
+PowerCutVfs::~PowerCutVfs() { sqlite3_vfs_unregister(&state_->vfs); }
 
 void PowerCutVfs::powerCut(CutMode mode, std::uint64_t seed) {
   std::lock_guard lock(state_->mutex);
