@@ -6,13 +6,9 @@
 #include <chrono>
 #include <map>
 #include <thread>
-#include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
-#include "corvana/Corvana.hpp"
-#include "platform/LinuxApplication.h"
 #include "support/Campaigns.h"
 #include "support/ServiceTest.h"
 
@@ -36,18 +32,13 @@ class FaultTolerance : public test::ServiceTest {
     });
     return lines;
   }
-  // How often the service received each line.
-  std::map<std::string, int> receivedLines() {
-    std::map<std::string, int> counts;
-    const Value received = service->received("acme");
-    for (const Value& entry : received["events"]) ++counts[entry["line"].get<std::string>()];
-    return counts;
-  }
   // Every line stored at some point has arrived at least once, and the table is empty.
   void expectEverythingArrived(const std::vector<std::string>& stored) {
     ASSERT_TRUE(eventually([&] { return storedRows() == 0; })) << storedRows() << " rows still stored";
-    const auto received = receivedLines();
-    for (const std::string& line : stored) EXPECT_GE(received.count(line) ? received.at(line) : 0, 1) << line;
+    std::map<std::string, int> received;
+    const Value events = service->received("acme")["events"];
+    for (const Value& entry : events) ++received[entry["line"].get<std::string>()];
+    for (const std::string& line : stored) EXPECT_GE(received[line], 1) << line;
   }
   // Restarts the service on its port; `dir` other than its own gives it a certificate the SDK does not trust.
   void restartService(const std::string& dir) {
@@ -64,7 +55,6 @@ class FaultTolerance : public test::ServiceTest {
 };
 
 TEST_F(FaultTolerance, ServiceDownAtTheFirstStartKeepsEveryEventUntilItIsBack) {
-  const int port = service->port();
   service->stop();
   start();
   EXPECT_TRUE(tp->log->contains("CorvanaSDK-Cannot connect to Corvana."));
@@ -78,16 +68,14 @@ TEST_F(FaultTolerance, ServiceDownAtTheFirstStartKeepsEveryEventUntilItIsBack) {
   const auto stored = storedLines();
   ASSERT_EQ(stored.size(), 4u) << "the device record and the three actions: " << testing::PrintToString(stored);
 
-  service = std::make_unique<ServiceProcess>(serviceDir.path(), ServiceProcess::defaultConfig(), port);
+  restartService(serviceDir.path());
   start();  // the host's next start
   EXPECT_EQ(sdk().appSecret(), std::optional<std::string>("s3cret"));
   expectEverythingArrived(stored);
 }
 
 TEST_F(FaultTolerance, BrokenReportAnswersKeepTheRowsAndALostAnswerOnlyDuplicates) {
-  storeInstallation();
-  start();
-  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  startInstalled();
   struct Case {
     const char* name;
     Value fault;
@@ -126,9 +114,8 @@ TEST_F(FaultTolerance, BrokenReportAnswersKeepTheRowsAndALostAnswerOnlyDuplicate
     }
   }
   expectEverythingArrived(stored);
-  std::map<std::string, int> arrivals;
-  for (const Value& event : receivedEvents()) ++arrivals[event.value("name", "")];
-  for (const Case& c : cases) EXPECT_EQ(arrivals[c.name], c.arrivals) << c.name;
+  auto arrived = arrivals();
+  for (const Case& c : cases) EXPECT_EQ(arrived[c.name], c.arrivals) << c.name;
 }
 
 TEST_F(FaultTolerance, BrokenSyncAnswersLeaveTheSettingsAndTheQueueFree) {
@@ -160,14 +147,10 @@ TEST_F(FaultTolerance, BrokenSyncAnswersLeaveTheSettingsAndTheQueueFree) {
 }
 
 TEST_F(FaultTolerance, AnUnknownCertificateAuthorityIsRefusedAndNothingIsLost) {
-  storeInstallation();
-  start();
-  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  startInstalled();
   // Nothing an answer says turns verification off.
-  Value config = Value::parse(ServiceProcess::defaultConfig());
-  config["accounts"]["acme"]["sync"]["config"].update(
-      {{"ssl_verify", false}, {"verify_peer", false}, {"insecure", true}, {"allow_invalid_certificates", true}});
-  service->setConfig(config);
+  answerSyncWith({{"config", {{"ssl_verify", false}, {"verify_peer", false}, {"insecure", true},
+                              {"allow_invalid_certificates", true}}}});
   foreground();
   ASSERT_EQ(requestsTo("/api/v1/sync/").size(), 1u);
   test::TempDir impostorDir;
@@ -193,15 +176,14 @@ TEST_F(FaultTolerance, TenThousandCampaignsAreSortedOutWhileEventsKeepFlowing) {
   tp->clock->set(Date{test::realNow()});
   storeInstallation();
   start();
-  Value config = Value::parse(ServiceProcess::defaultConfig());
-  Value& inapp = config["accounts"]["acme"]["sync"]["inapp"];
+  Value inapp = Value::array();
   const double now = tp->clock->now().secondsSince1970 + 4000;  // the foreground moves the clock on
   for (int i = 0; i < 10'000; ++i) {
     const bool live = i % 1000 == 0;
     inapp.push_back(test::liveCampaign("c" + std::to_string(i), "t" + std::to_string(i), "always",
                                        now - 86400, live ? now + 86400 : now - 86400 / 2));
   }
-  service->setConfig(config);
+  answerSyncWith({{"inapp", inapp}});
   tp->log->clear();
   foreground();
   sdk().reportActionWithMetaData("during the campaigns");
@@ -221,9 +203,7 @@ TEST_F(FaultTolerance, TenThousandCampaignsAreSortedOutWhileEventsKeepFlowing) {
 }
 
 TEST_F(FaultTolerance, AReportAnsweredLateNeverDeletesRowsStoredAfterAnotherReportConfirmed) {
-  storeInstallation();
-  start();
-  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  startInstalled();
   service->setFaults({{"delay_ms", 1500}, {"paths", "^/report/"}, {"times", 1}});
   sdk().reportActionWithMetaData("first");  // its report waits for the slow answer
   sdk().serialQueue()->waitUntilIdle();
@@ -242,8 +222,7 @@ TEST_F(FaultTolerance, AReportAnsweredLateNeverDeletesRowsStoredAfterAnotherRepo
   sdk().reportAll();
   settle();
   ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
-  std::map<std::string, int> names;
-  for (const Value& event : receivedEvents()) ++names[event.value("name", "")];
+  auto names = arrivals();
   EXPECT_EQ(names["first"], 2);
   EXPECT_EQ(names["second"], 1);
 }

@@ -1,26 +1,18 @@
 // The SDK against the reference service over HTTPS on 127.0.0.1: start-up syncs, reports, faults, secure mode,
 // push and deep links, as a host app drives them.
 
-#include <chrono>
-#include <iostream>
+#include <atomic>
 #include <set>
 #include <thread>
 
 #include <gtest/gtest.h>
 
-#include "corvana/Corvana.hpp"
-#include "events/CRVEventLogger.h"
 #include "net/CRVNetworkManager.h"
 #include "platform/LinuxApplication.h"
 #include "platform/LinuxUserInterface.h"
-#include "storage/LorrowSQLiteManager.h"
 #include "support/ServiceTest.h"
-#include "support/TestPlatform.h"
-#include "util/CRVUtil.h"
-#include "util/SettingsKeys.h"
 
 using namespace corvana;
-using test::ServiceProcess;
 using test::eventually;
 
 namespace {
@@ -42,41 +34,19 @@ TEST_F(RoundTrips, FirstStartSyncsCompletesAndSendsTheBacklog) {
   ASSERT_EQ(syncs.size(), 1u) << "the resync right after is held back by the 10-second floor";
   EXPECT_EQ(syncs[0]["path"], "/api/v1/sync/s3cret");
   EXPECT_EQ(syncs[0]["query"], "lst=0");
-  const Value& headers = syncs[0]["headers"];
-  EXPECT_FALSE(headers.contains("sec")) << "the first sync goes out before the SDK holds its secret";
-  EXPECT_EQ(headers.value("p", ""), "ios");
-  EXPECT_EQ(headers.value("appbd", ""), "Framework Type: native, SDK Version: 0.8.4");
+  EXPECT_FALSE(syncs[0]["headers"].contains("sec")) << "the first sync goes out before the SDK holds its secret";
 
   ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
   const auto events = receivedEvents();
   ASSERT_EQ(events.size(), 2u);
   EXPECT_EQ(events[0]["event_type"], "init");
   EXPECT_EQ(events[1]["name"], "crv_app_open");
-  const Value received = service->received("acme");
-  EXPECT_EQ(received["events"][0]["headers"].value("Content-type", Value()), "application/json");
-}
-
-TEST_F(RoundTrips, LaterStartWithTheSameInstallationDoesNotWaitForASync) {
-  storeInstallation();
-  start();
-  EXPECT_TRUE(tp->log->contains(kSuccessLine));
-  EXPECT_TRUE(tp->log->contains("CorvanaFramework--[Corvana canUpdate] [Line 401] lapsed from last update call  "
-                                "0.000000"));
-  EXPECT_TRUE(requestsTo("/api/v1/sync/").empty());
-  ASSERT_TRUE(eventually([&] { return receivedEvents().size() == 1; }));
-  EXPECT_EQ(receivedEvents()[0]["name"], "crv_app_open");
-
-  // Eleven seconds later the next resync goes out, whatever the service's own interval (3600 s).
-  tp->clock->advance(11);
-  sdk().resyncConfiguration();
-  ASSERT_TRUE(eventually([&] { return !sdk().isSyncing(); }));
-  EXPECT_EQ(requestsTo("/api/v1/sync/").size(), 1u);
 }
 
 TEST_F(RoundTrips, AnEventStoredWhileThePostIsInFlightSurvivesTheDeletion) {
-  storeInstallation();
-  start();
-  ASSERT_TRUE(eventually([&] { return storedRows() == 0; }));
+  startInstalled();
+  EXPECT_TRUE(tp->log->contains(kSuccessLine));
+  EXPECT_TRUE(requestsTo("/api/v1/sync/").empty()) << "a later start of the same installation waits for no sync";
   service->setFaults({{"delay_ms", 1500}, {"paths", "^/report/"}, {"times", 1}});
   sdk().reportActionWithMetaData("sent");
   sdk().serialQueue()->waitUntilIdle();
@@ -95,9 +65,7 @@ TEST_F(RoundTrips, AnEventStoredWhileThePostIsInFlightSurvivesTheDeletion) {
 }
 
 TEST_F(RoundTrips, BlockedAnswerStopsTheStartAndRecordsTheBlockTime) {
-  Value config = Value::parse(ServiceProcess::defaultConfig());
-  config["accounts"]["acme"]["sync"]["blocked"] = true;
-  service->setConfig(config);
+  answerSyncWith({{"blocked", true}});
   start();
   EXPECT_FALSE(sdk().sdkInitialized());
   EXPECT_TRUE(sdk().accountBlocked());
@@ -105,19 +73,11 @@ TEST_F(RoundTrips, BlockedAnswerStopsTheStartAndRecordsTheBlockTime) {
   EXPECT_EQ(CRVUtil::getStringForKey(kKeyAppBlockUntil), "Nov 21, 2026 at 12:00 PM");
   EXPECT_FALSE(tp->log->contains(kSuccessLine));
   EXPECT_TRUE(receivedEvents().empty());
-  // The block lapses 24 hours after it was seen, not a minute before.
-  tp->clock->advance(24 * 3600 - 60);
-  EXPECT_FALSE(sdk().checkblockedDuration());
-  tp->clock->advance(60);
-  EXPECT_TRUE(sdk().checkblockedDuration());
 }
 
 TEST_F(RoundTrips, SecureModeHoldsReportsBackAndTheSignedPathIsSentAsOnePathString) {
-  Value config = Value::parse(ServiceProcess::defaultConfig());
-  config["accounts"]["acme"]["sync"]["config"]["secure_mode"] = true;
-  service->setConfig(config);
+  answerSyncWith({{"config", {{"secure_mode", true}}}});
   start();
-  EXPECT_EQ(tp->log->count("CorvanaSDK-Enabling a secure communication mode on this device."), 1u);
   const std::string noSignature =
       "CorvanaSDK-App is in Secure mode but could not found valid Security Token , Please set valid Security "
       "Signature using [[Corvana sharedInstance] setSecureSignature] .";
@@ -130,24 +90,23 @@ TEST_F(RoundTrips, SecureModeHoldsReportsBackAndTheSignedPathIsSentAsOnePathStri
   tp->log->clear();
   sdk().setSecureSignature(signature);
   settle();
-  EXPECT_EQ(tp->log->lines()[0], "CorvanaSDK-Removed secured signature.");
-  EXPECT_EQ(tp->log->lines()[1], "CorvanaSDK-setting secured signature.");
+  const auto lines = tp->log->lines();
+  ASSERT_GE(lines.size(), 2u);
+  EXPECT_EQ(lines[0], "CorvanaSDK-Removed secured signature.");
+  EXPECT_EQ(lines[1], "CorvanaSDK-setting secured signature.");
   EXPECT_TRUE(tp->log->contains(noSignature));
   EXPECT_EQ(storedRows(), 2u);
 
-  // The signed path itself: the query is encoded with the path, so "?" travels as %3F.
-  const std::string path = CRVEventLogger::secureReportPath(*signature);
-  EXPECT_EQ(path, "report/events/%3Fak=A&sign=S&ts=1&email=e@example.com");
-  bool answered = false;
-  CRVNetworkManager::sharedInstance().postDataSyncToTheEndpointWithBlock(Data{'{', '}'}, path,
-                                                                         [&](const Value&) { answered = true; });
-  ASSERT_TRUE(eventually([&] { return answered; }));
+  // The query is encoded with the path, so "?" travels as %3F.
+  std::atomic<bool> answered{false};
+  CRVNetworkManager::sharedInstance().postDataSyncToTheEndpointWithBlock(
+      Data{'{', '}'}, CRVEventLogger::secureReportPath(*signature), [&](const Value&) { answered = true; });
+  ASSERT_TRUE(eventually([&] { return answered.load(); }));
   EXPECT_EQ(service->received("acme")["events"][0]["path"], "/report/events/%3Fak=A&sign=S&ts=1&email=e@example.com");
 }
 
 TEST_F(RoundTrips, PushTokenOpensAndTapActions) {
-  storeInstallation();
-  start();
+  startInstalled();
   sdk().registerPushDeviceToken(Data{0x0A, 0xFF});
   sdk().registerPushDeviceToken(Data{0x0A, 0xFF});
   settle();
@@ -191,8 +150,7 @@ TEST_F(RoundTrips, PushTokenOpensAndTapActions) {
 }
 
 TEST_F(RoundTrips, DeepLinksAreRefusedWithTheirLinesAndAlertsOrStartRegistration) {
-  storeInstallation();
-  start();
+  startInstalled();
   auto& ui = dynamic_cast<LinuxUserInterface&>(*Platform::current().ui);
   struct Case {
     std::string url;

@@ -2,11 +2,6 @@
 
 // The reference service as a child process of a test: started on an ephemeral port of 127.0.0.1 with its own
 // self-signed certificate, driven through its admin endpoints, stopped when the fixture goes away.
-//
-//   corvana::test::ServiceProcess service(tempDir);
-//   // point the HTTP client at service.domain(), trust service.caFile(), resolve with service.resolveFor("acme")
-//   ... exercise the SDK ...
-//   auto events = service.received("acme")["events"];
 
 #include <fcntl.h>
 #include <poll.h>
@@ -89,8 +84,6 @@ class ServiceProcess {
   }
 
   int port() const { return port_; }
-  pid_t pid() const { return pid_; }
-  const std::string& dir() const { return dir_; }
   // The PEM of the certificate made at start; self-signed, so it is its own certificate authority.
   std::string caFile() const { return caFile_; }
   // The service domain for the SDK's base URL: "corvana.test:<port>".
@@ -103,7 +96,6 @@ class ServiceProcess {
   std::string hostFor(const std::string& account) const { return account + "." + domain(); }
   // The base URL of an account's requests, ending in "/".
   std::string baseUrl(const std::string& account) const { return "https://" + hostFor(account) + "/"; }
-  std::string databasePath() const { return (std::filesystem::path(dir_) / "service.sqlite").string(); }
 
   // A client of 127.0.0.1:<port> that verifies the service's certificate against caFile() and sends paths exactly
   // as given (no percent-encoding of its own). Requests to an account's routes set the "Host" header (hostFor).
@@ -149,7 +141,6 @@ class ServiceProcess {
     lifeline_ = -1;
   }
 
-  // Account "acme" with secret "s3cret", test token "T1", images under "images", and a plain sync answer.
   // The program this build made, unless CORVANA_SERVICE_BINARY names another: the ThreadSanitizer run of the
   // tests uses the normal build's service, whose HTTP library is not instrumented.
   static std::string serviceBinary() {
@@ -157,6 +148,7 @@ class ServiceProcess {
     return chosen && *chosen ? chosen : CORVANA_SERVICE_BINARY;
   }
 
+  // Account "acme" with secret "s3cret", test token "T1", images under "images", and a plain sync answer.
   static std::string defaultConfig() {
     return R"({"accounts": {"acme": {"secret": "s3cret", "test_tokens": ["T1"], "images_dir": "images",
       "sync": {"success": true, "lst": 1700000000,

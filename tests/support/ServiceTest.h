@@ -4,6 +4,7 @@
 // it, and the questions such tests ask (rows still stored, events received, requests made).
 
 #include <iostream>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -58,6 +59,18 @@ class ServiceTest : public ::testing::Test {
     sdk().initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions("acme", "s3cret", "native", nullptr);
     settle();
   }
+  // A later start of that installation, once its first report has emptied the store.
+  void startInstalled() {
+    storeInstallation();
+    start();
+    ASSERT_TRUE(test::eventually([&] { return storedRows() == 0; }));
+  }
+  // Changes the account's sync answer: `patch` is merged into the default one.
+  void answerSyncWith(const Value& patch) {
+    Value config = Value::parse(ServiceProcess::defaultConfig());
+    config["accounts"]["acme"]["sync"].merge_patch(patch);
+    service->setConfig(config);
+  }
 
   // Read under the store's lock: the SDK's own threads may be writing.
   size_t storedRows() {
@@ -70,6 +83,12 @@ class ServiceTest : public ::testing::Test {
     const Value received = service->received("acme");
     for (const Value& entry : received["events"]) events.push_back(entry["event"]);
     return events;
+  }
+  // How often the service received each event name.
+  std::map<std::string, int> arrivals() {
+    std::map<std::string, int> counts;
+    for (const Value& event : receivedEvents()) ++counts[event.value("name", "")];
+    return counts;
   }
   std::vector<Value> requestsTo(const std::string& prefix) {
     std::vector<Value> found;
