@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -46,39 +45,22 @@ bool eventually(Condition condition) {
   return true;
 }
 
-// Counts the atomic writes of a file: each starts with a temporary file of a fresh name beside it. (Renames onto
-// the file are no measure: the kernel merges identical events that follow one another.)
-class WriteCounter {
- public:
-  explicit WriteCounter(const std::string& path)
-      : fd_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)), prefix_(fs::path(path).filename().string() + ".tmp-") {
-    if (fd_ >= 0) ::inotify_add_watch(fd_, posix::parentDirectory(path).c_str(), IN_CREATE);
-  }
-  ~WriteCounter() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  WriteCounter(const WriteCounter&) = delete;
-  WriteCounter& operator=(const WriteCounter&) = delete;
-  bool watching() const { return fd_ >= 0; }
-
-  // The writes since the last call.
-  int take() {
-    int writes = 0;
-    alignas(inotify_event) char buffer[64 * 1024];
-    for (ssize_t got; (got = ::read(fd_, buffer, sizeof buffer)) > 0;) {
-      for (ssize_t at = 0; at < got;) {
-        const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
-        if (event->len > 0 && std::string(event->name).rfind(prefix_, 0) == 0) ++writes;
-        at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
-      }
+// The atomic writes of a file that an inotify descriptor watching its folder for IN_CREATE saw: each starts with a
+// temporary file of a fresh name beside it. (Renames onto the file are no measure: the kernel merges identical
+// events that follow one another.)
+int writesSeen(int watch, const std::string& path) {
+  const std::string prefix = fs::path(path).filename().string() + ".tmp-";
+  int writes = 0;
+  alignas(inotify_event) char buffer[64 * 1024];
+  for (ssize_t got; (got = ::read(watch, buffer, sizeof buffer)) > 0;) {
+    for (ssize_t at = 0; at < got;) {
+      const auto* event = reinterpret_cast<const inotify_event*>(buffer + at);
+      if (event->len > 0 && std::string(event->name).rfind(prefix, 0) == 0) ++writes;
+      at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
     }
-    return writes;
   }
-
- private:
-  int fd_;
-  std::string prefix_;
-};
+  return writes;
+}
 
 // The preferences a host gets from the default Linux platform, kept in its data folder: opening it again in the
 // same folder sees what was stored before.
@@ -150,8 +132,9 @@ TEST(LinuxPreferences, AFileIsReadInItsFormatOrMovedAsideWhenUnreadable) {
 TEST(LinuxPreferences, ChangesAreReadAtOnceAndReachTheFileBehindInFewWrites) {
   TempDir dir;
   const std::string path = dir.path() + "/prefs.json";
-  WriteCounter counter(path);
-  ASSERT_TRUE(counter.watching());
+  const int watch = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  ASSERT_GE(watch, 0);
+  ASSERT_GE(::inotify_add_watch(watch, dir.path().c_str(), IN_CREATE), 0);
   LinuxPreferences store(path, nullptr);
   store.setObjectForKey(std::string("gone"), "removed");
 
@@ -165,7 +148,8 @@ TEST(LinuxPreferences, ChangesAreReadAtOnceAndReachTheFileBehindInFewWrites) {
 
   const Values latest = {{"counter", int64_t{kSets - 1}}};
   EXPECT_TRUE(eventually([&] { return inFile(path) == latest; }));
-  const int writes = counter.take();
+  const int writes = writesSeen(watch, path);
+  ::close(watch);
   test::writeFigures("preferences_write_behind.json", {{"sets", kSets + 2}, {"writes", writes}});
   EXPECT_GE(writes, 1);
   EXPECT_LE(writes, kSets / 10);
@@ -176,60 +160,40 @@ TEST(LinuxPreferences, ChangesAreReadAtOnceAndReachTheFileBehindInFewWrites) {
 // destroys at exit or never destroys. Each case ends right after its changes, before the writer would have
 // written them.
 TEST(LinuxPreferences, SynchronizeDestructionAndExitLeaveTheLatestValuesInTheFile) {
-  struct Case {
-    const char* name;
-    // Sets the values in a store on `path` and ends; answers the store when it must stay alive for the check.
-    std::function<std::unique_ptr<LinuxPreferences>(const std::string& path, const Values& values)> end;
-  };
-  const auto fill = [](LinuxPreferences& store, const Values& values) {
+  const Values values = {{"counter", int64_t{49}}, {"name", std::string("latest")}, {"flag", true}};
+  const auto fill = [&](LinuxPreferences& store) {
     for (int round = 0; round < 50; ++round) store.setObjectForKey(int64_t{round}, "counter");
     for (const auto& [key, value] : values) store.setObjectForKey(value, key);
   };
-  const Case cases[] = {
-      {"synchronize",
-       [&](const std::string& path, const Values& values) {
-         auto store = std::make_unique<LinuxPreferences>(path, nullptr);
-         fill(*store, values);
-         EXPECT_TRUE(store->synchronize());
-         return store;
-       }},
-      {"destruction",
-       [&](const std::string& path, const Values& values) {
-         {
-           LinuxPreferences store(path, nullptr);
-           fill(store, values);
-         }
-         return std::unique_ptr<LinuxPreferences>();
-       }},
-      {"exit, store destroyed at exit",
-       [&](const std::string& path, const Values& values) {
-         EXPECT_EXIT(
-             {
-               static LinuxPreferences store(path, nullptr);
-               fill(store, values);
-               std::exit(0);
-             },
-             ::testing::ExitedWithCode(0), "");
-         return std::unique_ptr<LinuxPreferences>();
-       }},
-      {"exit, store never destroyed",
-       [&](const std::string& path, const Values& values) {
-         EXPECT_EXIT(
-             {
-               static LinuxPreferences* kept = new LinuxPreferences(path, nullptr);
-               fill(*kept, values);
-               std::exit(0);
-             },
-             ::testing::ExitedWithCode(0), "");
-         return std::unique_ptr<LinuxPreferences>();
-       }},
-  };
-  const Values values = {{"counter", int64_t{49}}, {"name", std::string("latest")}, {"flag", true}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+  for (const std::string end : {"synchronize", "destruction", "exit, destroyed at exit", "exit, never destroyed"}) {
+    SCOPED_TRACE(end);
     TempDir dir;
     const std::string path = dir.path() + "/prefs.json";
-    const auto alive = c.end(path, values);
+    std::unique_ptr<LinuxPreferences> alive;  // kept for the check: the file is synchronize's doing
+    if (end == "synchronize") {
+      alive = std::make_unique<LinuxPreferences>(path, nullptr);
+      fill(*alive);
+      EXPECT_TRUE(alive->synchronize());
+    } else if (end == "destruction") {
+      LinuxPreferences store(path, nullptr);
+      fill(store);
+    } else if (end == "exit, destroyed at exit") {
+      EXPECT_EXIT(
+          {
+            static LinuxPreferences store(path, nullptr);
+            fill(store);
+            std::exit(0);
+          },
+          ::testing::ExitedWithCode(0), "");
+    } else {
+      EXPECT_EXIT(
+          {
+            static LinuxPreferences* kept = new LinuxPreferences(path, nullptr);
+            fill(*kept);
+            std::exit(0);
+          },
+          ::testing::ExitedWithCode(0), "");
+    }
     EXPECT_EQ(inFile(path), values);
   }
 }
@@ -266,11 +230,7 @@ TEST(LinuxPreferences, ConcurrentSettersAndSynchronizersLeaveTheFileEqualToMemor
   LinuxPreferences store(path, nullptr);
   store.setObjectForKey(std::string(4096, 'x'), "bulk");
   constexpr int kThreads = 4, kRounds = 60;
-  const auto keys = [] {
-    std::vector<std::string> keys = {"bulk", "shared"};
-    for (int t = 0; t < kThreads; ++t) keys.push_back("counter " + std::to_string(t));
-    return keys;
-  }();
+  const std::vector<std::string> keys = {"bulk", "shared", "counter 0", "counter 1", "counter 2", "counter 3"};
 
   std::atomic<bool> reading{true};
   std::atomic<int> torn{0};
