@@ -3,9 +3,9 @@
 // kill the database must pass SQLite's integrity check and the preferences and secure-store files must load; a
 // last run drains the store. Every action whose row was ever committed must then have reached the service: twice
 // is allowed (a kill between the service's answer and the delete, or two reports of one run overlapping), never
-// zero times. An action counts as stored when the host saw the serial queue pass it and the commit of its save return, when its row was in the
-// database after a kill, or when it arrived; actions still waiting on the serial queue when the process died were
-// never stored, and are counted apart.
+// zero times. An action counts as stored when the host saw the serial queue pass it and the commit of its save
+// return, when its row was in the database after a kill, or when it arrived; actions still waiting on the serial
+// queue when the process died were never stored, and are counted apart.
 //
 // CORVANA_KILL_ROUNDS sets the number of rounds (10 by default), CORVANA_KILL_SEED the seed of the kill delays,
 // and CORVANA_FIGURES_DIR a folder where the figures are written as kill.json.
@@ -22,7 +22,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <fstream>
 #include <map>
 #include <optional>
@@ -35,6 +34,7 @@
 
 #include "platform/LinuxPreferences.h"
 #include "platform/LinuxSecureStore.h"
+#include "platform/PosixFiles.h"
 #include "support/ServiceProcess.h"
 #include "support/TestPlatform.h"
 
@@ -46,13 +46,6 @@ namespace fs = std::filesystem;
 
 namespace corvana::test {
 namespace {
-
-std::string readText(const fs::path& path) {
-  std::ifstream in(path);
-  std::stringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 // One run of the host with its standard output and error in files of `dir`.
 class HostRun {
@@ -93,8 +86,8 @@ class HostRun {
     ::waitpid(pid_, nullptr, 0);
     pid_ = -1;
   }
-  std::string output() const { return readText(out_); }
-  std::string errors() const { return readText(err_); }
+  std::string output() const { return posix::readFile(out_).value_or(""); }
+  std::string errors() const { return posix::readFile(err_).value_or(""); }
 
  private:
   fs::path out_, err_;
@@ -109,6 +102,19 @@ std::string actionName(const Value& event) {
   return event.value("name", "");
 }
 
+// Every row's first column of a query, or its error as one row "error: <message>".
+std::vector<std::string> firstColumn(sqlite3* db, const char* sql) {
+  std::vector<std::string> rows;
+  const auto collect = [](void* into, int, char** values, char**) {
+    static_cast<std::vector<std::string>*>(into)->push_back(values[0] ? values[0] : "");
+    return 0;
+  };
+  char* error = nullptr;
+  if (sqlite3_exec(db, sql, collect, &rows, &error) != SQLITE_OK) rows = {"error: " + std::string(error ? error : "")};
+  sqlite3_free(error);
+  return rows;
+}
+
 // What a killed host left in its database. SQLite rolls a hot journal back only on a connection that may write,
 // so the database and its journal are copied and the copy is opened: it is what the next start will see, and the
 // real files stay as the kill left them for the SDK's own recovery.
@@ -118,7 +124,6 @@ struct DatabaseState {
 };
 
 DatabaseState inspectDatabase(const fs::path& database, const fs::path& scratch) {
-  DatabaseState state;
   fs::remove_all(scratch);
   fs::create_directories(scratch);
   if (!fs::exists(database)) return {"ok", {}};
@@ -126,32 +131,19 @@ DatabaseState inspectDatabase(const fs::path& database, const fs::path& scratch)
     const fs::path from = database.string() + suffix;
     if (fs::exists(from)) fs::copy_file(from, scratch / (database.filename().string() + suffix));
   }
+  DatabaseState state;
   sqlite3* db = nullptr;
-  const std::string copy = (scratch / database.filename()).string();
-  if (sqlite3_open_v2(copy.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
+  if (sqlite3_open_v2((scratch / database.filename()).c_str(), &db, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK) {
     state.integrity = std::string("open failed: ") + sqlite3_errmsg(db);
-    sqlite3_close(db);
-    return state;
-  }
-  auto each = [&](const char* sql, const std::function<void(sqlite3_stmt*)>& row) {
-    sqlite3_stmt* statement = nullptr;
-    if (sqlite3_prepare_v2(db, sql, -1, &statement, nullptr) != SQLITE_OK) {
+  } else {
+    for (const std::string& line : firstColumn(db, "PRAGMA integrity_check")) state.integrity += line;
+    for (const std::string& text : firstColumn(db, "SELECT event FROM lorrow_events")) {
       // A host killed before the SDK made its table leaves an empty database.
-      const std::string message = sqlite3_errmsg(db);
-      if (message != "no such table: lorrow_events") state.integrity += std::string(" ") + sql + ": " + message;
-      return;
+      if (text.rfind("error: ", 0) == 0 && text != "error: no such table: lorrow_events") state.integrity += " " + text;
+      const std::string name = actionName(Value::parse(text, nullptr, false));
+      if (!name.empty()) state.actions.insert(name);
     }
-    while (sqlite3_step(statement) == SQLITE_ROW) row(statement);
-    sqlite3_finalize(statement);
-  };
-  each("PRAGMA integrity_check", [&](sqlite3_stmt* s) {
-    state.integrity += reinterpret_cast<const char*>(sqlite3_column_text(s, 0));
-  });
-  each("SELECT event FROM lorrow_events", [&](sqlite3_stmt* s) {
-    const std::string name =
-        actionName(Value::parse(reinterpret_cast<const char*>(sqlite3_column_text(s, 0)), nullptr, false));
-    if (!name.empty()) state.actions.insert(name);
-  });
+  }
   sqlite3_close(db);
   return state;
 }
@@ -224,9 +216,6 @@ TEST(KillRecovery, EveryStoredActionReachesTheServiceDespiteKills) {
   }
   EXPECT_EQ(unparsed, 0u) << "lines the service could not parse";
 
-  // A kill between the service's answer and the delete sends the rows again from the next run; overlapping
-  // reports of one run send them twice as well. An action is stored once its row was committed, seen after a kill,
-  // or delivered.
   std::set<std::string> lost;
   size_t duplicated = 0, neverStored = 0;
   for (const auto& [name, times] : delivered) {
