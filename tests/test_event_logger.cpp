@@ -65,12 +65,11 @@ TEST_F(EventLoggerTest, FirstEventAfterAChangedInstallationIsPrecededByOneDevice
   drain();
 
   // Objects compare in key order.
-  const Value ts = now();
   const auto checkpoint = [&](const char* name, const char* type) {
-    return Value{{"timestamp", ts}, {"event_type", "checkpoint"}, {"name", name}, {"type", type}};
+    return Value{{"timestamp", now()}, {"event_type", "checkpoint"}, {"name", name}, {"type", type}};
   };
   EXPECT_EQ(rows(), (std::vector<Value>{
-                        {{"timestamp", ts}, {"event_type", "init"}, {"device_state", CRVUtil::deviceState()}},
+                        {{"timestamp", now()}, {"event_type", "init"}, {"device_state", CRVUtil::deviceState()}},
                         checkpoint("crv_app_open", "internal"), checkpoint("checkout", "custom")}));
   EXPECT_EQ(CRVUtil::getIntForkey("crv_app_open"), 1);
 }
@@ -192,10 +191,11 @@ TEST_F(EventLoggerTest, FiveHundredOpenSessionsRefuseEvenAKnownName) {
 TEST_F(EventLoggerTest, LifecycleStopsAndRestartsTheAppSession) {
   start();
   tp->clock->advance(4);
-  Platform::current().application->postNotification(UIApplicationDidEnterBackgroundNotification);
+  auto& app = *Platform::current().application;
+  app.postNotification(UIApplicationDidEnterBackgroundNotification);
   drain();
-  Platform::current().application->postNotification(UIApplicationWillEnterForegroundNotification);
-  Platform::current().application->postNotification(UIApplicationWillEnterForegroundNotification);
+  app.postNotification(UIApplicationWillEnterForegroundNotification);
+  app.postNotification(UIApplicationWillEnterForegroundNotification);
   drain();
   const auto records = rows();
   ASSERT_EQ(records.size(), 3u);  // open, the 4 s session, one more open: the second foreground is refused
@@ -204,7 +204,6 @@ TEST_F(EventLoggerTest, LifecycleStopsAndRestartsTheAppSession) {
   EXPECT_EQ(CRVUtil::getIntForkey("crv_app_open"), 2);
 }
 
-// Opened pushes and a token outside a test device: the round trips.
 TEST_F(EventLoggerTest, PushAndInAppRecords) {
   auto& logger = CRVEventLogger::sharedInstance();
   CRVUtil::setBoolForKey(true, kKeyTestDevice);

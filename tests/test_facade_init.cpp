@@ -38,8 +38,7 @@ void drain() {
   }
 }
 
-// A changed installation completes when its first sync answers; here no service listens, so it answers at once
-// with a refused connection.
+// A changed installation completes when its first sync answers: at once here, with a refused connection.
 bool waitForStartToFinish() {
   for (int i = 0; i < 1000 && Corvana::sharedInstance().makingInitCall(); ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -57,18 +56,6 @@ void storeInstallation(const std::string& version, const std::string& id, const 
 }
 
 bool isStored(const std::string& key) { return Platform::current().preferences->objectForKey(key).has_value(); }
-
-// Starts a stored installation whose account was blocked `secondsAgo`.
-test::TestPlatform& startBlockedSince(double secondsAgo) {
-  auto& tp = installTestPlatform();
-  storeInstallation("2.3.1", "acme", "s3cret", "native");
-  CRVUtil::setBoolForKey(true, kKeyAcountBlocked);
-  Corvana::sharedInstance().saveBlockedDuration();
-  tp.clock->advance(secondsAgo);
-  initialize("acme", "s3cret", "native");
-  drain();
-  return tp;
-}
 
 }  // namespace
 
@@ -125,44 +112,41 @@ TEST(FacadeInit, AStoredInstallationCompletesAtOnceAndCallsWhileItIsQueuedAreSil
   EXPECT_EQ(tp.log->lines(), std::vector<std::string>{"CorvanaSDK-Already initialized."});
 }
 
-TEST(FacadeInit, FirstRunIsAChangedInstallationThatSyncsFirst) {
+TEST(FacadeInit, AFirstRunOrAnyChangedPartOfTheInstallationWaitsForTheFirstSync) {
   auto& tp = installTestPlatform();
   // 03:00 UTC is the evening before in New York: the install date follows the device's time zone.
   tp.clock->set(Date{test::kTestEpoch - 9 * 3600});
-  initialize("acme", "s3cret", "native");
-  drain();
-  EXPECT_EQ(CRVUtil::getStringForKey(kKeyFrameworkType), "native");
-  EXPECT_TRUE(isStored(kKeyInitReport));
-  EXPECT_FALSE(CRVUtil::getBoolForKey(kKeyInitReport));
-  EXPECT_TRUE(CRVUtil::getBoolForKey(kKeyNewUser));
-  EXPECT_EQ(CRVUtil::getStringForKey(kKeyInstallDate), "2026-11-20");
-  // The sync fails at once: nothing listens.
-  ASSERT_TRUE(waitForStartToFinish());
-  EXPECT_FALSE(isStored(kKeyAppVersion)) << "only a good sync stores the version";
-}
-
-TEST(FacadeInit, AnyChangedPartOfTheInstallationMakesItChanged) {
-  auto& tp = installTestPlatform();
   struct Case {
     const char* what;
-    std::string version, id, secret, framework;
+    std::string version, id, secret, framework;  // stored; an empty version is a first run
   };
   // The host runs version 2.3.1 and starts with ("acme", "s3cret", "native").
   const Case cases[] = {
+      {"first run", "", "", "", ""},
       {"framework type", "2.3.1", "acme", "s3cret", "react-native"},
       {"app version", "2.3.0", "acme", "s3cret", "native"},
       {"secret", "2.3.1", "acme", "old", "native"},
       {"account", "2.3.1", "acme2", "s3cret", "native"},
   };
   for (const auto& c : cases) {
-    storeInstallation(c.version, c.id, c.secret, c.framework);
-    CRVUtil::setBoolForKey(true, kKeyInitReport);
+    SCOPED_TRACE(c.what);
+    const bool firstRun = c.version.empty();
+    if (!firstRun) {
+      storeInstallation(c.version, c.id, c.secret, c.framework);
+      CRVUtil::setBoolForKey(true, kKeyInitReport);
+      Platform::current().preferences->removeObjectForKey(kKeyInstallDate);
+    }
     initialize("acme", "s3cret", "native");
-    ASSERT_TRUE(waitForStartToFinish()) << c.what;
-    EXPECT_FALSE(CRVUtil::getBoolForKey(kKeyInitReport)) << c.what;
-    EXPECT_TRUE(isStored(kKeyNewUser) && !CRVUtil::getBoolForKey(kKeyNewUser)) << c.what << ": not a first run";
-    EXPECT_FALSE(isStored(kKeyInstallDate)) << c.what;
-    EXPECT_FALSE(tp.log->contains(kSuccessLine)) << c.what;
+    drain();
+    EXPECT_EQ(CRVUtil::getStringForKey(kKeyFrameworkType), "native");
+    EXPECT_TRUE(isStored(kKeyInitReport) && !CRVUtil::getBoolForKey(kKeyInitReport));
+    EXPECT_TRUE(isStored(kKeyNewUser));
+    EXPECT_EQ(CRVUtil::getBoolForKey(kKeyNewUser), firstRun);
+    EXPECT_EQ(CRVUtil::getStringForKey(kKeyInstallDate), firstRun ? "2026-11-20" : "");
+    // The sync fails at once: nothing listens.
+    ASSERT_TRUE(waitForStartToFinish());
+    EXPECT_EQ(isStored(kKeyAppVersion), !firstRun) << "only a good sync stores the version";
+    EXPECT_FALSE(tp.log->contains(kSuccessLine));
   }
 }
 
@@ -178,23 +162,30 @@ TEST(FacadeInit, EmptyAppVersionStopsAfterTheIdentifiersAreWritten) {
   EXPECT_FALSE(isStored(kKeyInitReport));
 }
 
-TEST(FacadeInit, BlockedAccountWithinADayStaysDisabled) {
-  auto& tp = startBlockedSince(23 * 3600 + 59 * 60);
+TEST(FacadeInit, ABlockedAccountStaysDisabledForADayAndTheStartAfterReenablesIt) {
+  auto& tp = installTestPlatform();
   auto& sdk = Corvana::sharedInstance();
-  EXPECT_TRUE(tp.log->contains("CorvanaSDK-account disabled for this app."));
+  storeInstallation("2.3.1", "acme", "s3cret", "native");
+  CRVUtil::setBoolForKey(true, kKeyAcountBlocked);
+  sdk.saveBlockedDuration();
+  tp.clock->advance(23 * 3600 + 59 * 60);
+  initialize("acme", "s3cret", "native");
+  drain();
+  EXPECT_EQ(tp.log->count("CorvanaSDK-account disabled for this app."), 1u);
   EXPECT_FALSE(sdk.makingInitCall());
   EXPECT_FALSE(sdk.appSecret().has_value());
   EXPECT_TRUE(CRVUtil::getBoolForKey(kKeyAcountBlocked));
-}
 
-TEST(FacadeInit, LapsedBlockReenablesTheAccountButLeavesThisStartInProgress) {
-  auto& tp = startBlockedSince(24 * 3600);
-  auto& sdk = Corvana::sharedInstance();
+  // The lapsed block is cleared for the next start, while this one stays blocked and in progress.
+  tp.clock->advance(60);
+  initialize("acme", "s3cret", "native");
+  drain();
   EXPECT_FALSE(CRVUtil::getBoolForKey(kKeyAcountBlocked));
   EXPECT_EQ(sdk.appSecret(), std::optional<std::string>("s3cret"));
   EXPECT_TRUE(sdk.accountBlocked());
   EXPECT_TRUE(sdk.makingInitCall());
-  EXPECT_FALSE(tp.log->contains(kSuccessLine) || tp.log->contains("CorvanaSDK-account disabled for this app."));
+  EXPECT_EQ(tp.log->count("CorvanaSDK-account disabled for this app."), 1u);
+  EXPECT_FALSE(tp.log->contains(kSuccessLine));
 }
 
 TEST(FacadeInit, BlockTimeIsWrittenAsUtcMinutesWithADayHalfMarker) {

@@ -8,7 +8,6 @@
 #include "platform/CurlHttpClient.h"
 #include "storage/UIDeviceAdditionalInfo.h"
 #include "support/ServiceProcess.h"
-#include "support/TestPlatform.h"
 #include "util/CRVUtil.h"
 #include "util/SettingsKeys.h"
 
@@ -55,21 +54,19 @@ class SettlingClient : public HttpClient {
 class NetworkManagerTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    auto options = test::testPlatformOptions();
-    options.serviceDomain = service.domain();
-    options.caFile = service.caFile();
-    options.resolve = {service.resolveFor("acme")};
-    log = test::installTestPlatform(options).log;
-    auto curl = std::make_shared<CurlHttpClient>(service.caFile(), Lines{service.resolveFor("acme")});
-    client = std::make_shared<SettlingClient>(curl);
+    log = test::installTestPlatform(service.platformOptions()).log;
+    client = std::make_shared<SettlingClient>(Platform::current().http);
     Platform::current().http = client;
     CRVUtil::setObjectForKey(Value("acme"), kKeyQuorvel);
-    // Without an initialised SDK no "sec" header goes out; this account needs none.
-    service.setConfig({{"accounts", {{"acme", {{"secret", ""}, {"sync", kSynced}}}}}});
+    answerSyncWith(kSynced);
     // What logs once per process, out of the way of the lines the tests compare.
     Corvana::sharedInstance();
     UIDeviceAdditionalInfo::sharedInstance().installIdentifier();
     UIDeviceAdditionalInfo::sharedInstance().uniqueGlobalDeviceIdentifier();
+  }
+  // Without an initialised SDK no "sec" header goes out; this account needs none.
+  void answerSyncWith(const Value& answer) {
+    service.setConfig({{"accounts", {{"acme", {{"secret", ""}, {"sync", answer}}}}}});
   }
 
   // Runs one GET (or POST, with a body) to the end and answers every completion call it made.
@@ -105,8 +102,6 @@ TEST_F(NetworkManagerTest, EveryHeaderArrivesWithItsValue) {
   Corvana::sharedInstance().initializeWithQuorvelIDAppSecretMobileFrameworkTypeLaunchOptions("acme", "s3cret",
                                                                                               "native");
   ASSERT_TRUE(log->waitFor("CorvanaSDK-v.0.8.4 initialized successfully."));
-
-  // Their trace lines: the security test reads the sync address; the case without an account, both formats.
   EXPECT_EQ(1700000000, request("api/v1/sync/s3cret?lst=42").at(0)["lst"]);
   EXPECT_EQ(Calls{kOk}, request("report/events/?n=1", "{\"e\":1}"));
 
@@ -151,9 +146,7 @@ TEST_F(NetworkManagerTest, AnswersAreJudgedByTheirEnvelope) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    if (!c.syncAnswer.is_null()) {
-      service.setConfig({{"accounts", {{"acme", {{"secret", ""}, {"sync", c.syncAnswer}}}}}});
-    }
+    if (!c.syncAnswer.is_null()) answerSyncWith(c.syncAnswer);
     c.fault.is_null() ? service.clearFaults() : service.setFaults(c.fault);
     EXPECT_EQ(c.calls, c.postBody ? request("report/events/", std::string(c.postBody)) : request("api/v1/sync/"));
     EXPECT_EQ(c.lines, sdkLines());
