@@ -13,8 +13,6 @@
 namespace corvana {
 namespace {
 
-using Lines = std::vector<std::string>;
-
 class CampaignStore : public testing::Test {
  protected:
   void SetUp() override {
@@ -23,13 +21,15 @@ class CampaignStore : public testing::Test {
     tp->clock->set(Date{now});
   }
 
+  // A campaign whose window runs from `from` to `to` seconds from now.
+  Value campaign(const std::string& cid, const std::string& trigger, const std::string& frequency = "everytime",
+                 double from = -60, double to = 3600) {
+    return test::liveCampaign(cid, trigger, frequency, now + from, now + to);
+  }
   void save(const Value& json) {
     const auto campaign = CRVInAppMessage::initWithDictionary(json);
     ASSERT_NE(campaign, nullptr) << json.dump();
     store().saveCampaign(campaign);
-  }
-  void saveLive(const std::string& cid, const std::string& trigger, const std::string& frequency = "everytime") {
-    save(test::liveCampaign(cid, trigger, frequency, now - 60, now + 3600));
   }
   // id -> [enable, paused, frequency], in row order.
   Value rows() {
@@ -38,6 +38,12 @@ class CampaignStore : public testing::Test {
       table[row["campaignId"].get<std::string>()] = {row["enable"], row["paused"], row["inapp_frequency"]};
     }
     return table;
+  }
+  Value ids() {
+    Value out = Value::array();
+    const Value table = rows();
+    for (const auto& [id, row] : table.items()) out.push_back(id);
+    return out;
   }
   std::string found(const std::string& event) {
     const auto campaign = store().getCampaign(event);
@@ -65,23 +71,25 @@ class CampaignStore : public testing::Test {
 
 TEST_F(CampaignStore, AnEventFindsTheNewestLiveEnabledCampaign) {
   // Saved last wins, even against an earlier start; saving again makes a campaign the newest.
-  save(test::liveCampaign("late-start", "buy", "everytime", now - 60, now + 3600));
-  save(test::liveCampaign("early-start", "buy", "everytime", now - 7200, now + 3600));
+  save(campaign("late-start", "buy"));
+  save(campaign("early-start", "buy", "everytime", -7200));
   EXPECT_EQ(found("buy"), "early-start");
-  saveLive("late-start", "buy");
+  save(campaign("late-start", "buy"));
   EXPECT_EQ(found("buy"), "late-start");
 
   // Windows are strict to the second: an end at this second is over; a start still ahead has not begun.
-  save(test::liveCampaign("not-yet", "e1", "everytime", now + 30, now + 3600));
-  save(test::liveCampaign("ends-now", "e2", "everytime", now - 60, now));
-  save(test::liveCampaign("ended", "e3", "everytime", now - 60, now - 1));
-  saveLive("disabled", "e4");
+  save(campaign("not-yet", "e1", "everytime", 30));
+  save(campaign("ends-now", "e2", "everytime", -60, 0));
+  save(campaign("ended", "e3", "everytime", -60, -1));
+  save(campaign("disabled", "e4"));
   update("disabled", 0, CRVResource::kLeaveUnchanged);
-  saveLive("paused", "e5");
+  save(campaign("paused", "e5"));
   update("paused", CRVResource::kLeaveUnchanged, 1);
-  saveLive("for-good", "e6");
+  save(campaign("for-good", "e6"));
   update("for-good", -1, CRVResource::kLeaveUnchanged);
-  for (const char* event : {"e1", "e2", "e3", "e4", "e5", "e6", "BUY", "unknown"}) EXPECT_EQ(found(event), "-") << event;
+  for (const char* event : {"e1", "e2", "e3", "e4", "e5", "e6", "BUY", "unknown"}) {
+    EXPECT_EQ(found(event), "-") << event;
+  }
   EXPECT_EQ(store().getCampaign(std::nullopt), nullptr);
 
   // A stored text that no longer parses finds nothing, and the row stays.
@@ -91,10 +99,10 @@ TEST_F(CampaignStore, AnEventFindsTheNewestLiveEnabledCampaign) {
 }
 
 TEST_F(CampaignStore, EachUpdateWritesOnlyItsColumnsAndASaveRearms) {
-  saveLive("p2", "a", "once_per_session");
-  saveLive("u3", "b", "everytime_until_cta");
-  saveLive("u4", "c", "once_per_session_until_cta");
-  saveLive("e1", "d", "everytime");
+  save(campaign("p2", "a", "once_per_session"));
+  save(campaign("u3", "b", "everytime_until_cta"));
+  save(campaign("u4", "c", "once_per_session_until_cta"));
+  save(campaign("e1", "d"));
   const std::optional<std::string> all;
   const struct {
     std::optional<std::string> id;
@@ -122,43 +130,34 @@ TEST_F(CampaignStore, EachUpdateWritesOnlyItsColumnsAndASaveRearms) {
 
   // The sync's save replaces the row: newest, enabled and unpaused whatever taps and pauses did before.
   update("u3", -1, 1);
-  saveLive("u3", "b", "everytime_until_cta");
-  EXPECT_EQ(rows().back(), (Value{1, 0, 3}));
-  EXPECT_EQ(rows().size(), 4u);
+  save(campaign("u3", "b", "everytime_until_cta"));
+  EXPECT_EQ(ids(), (Value{"p2", "u4", "e1", "u3"}));
+  EXPECT_EQ(rows()["u3"], (Value{1, 0, 3}));
 }
 
 TEST_F(CampaignStore, SavingLogsAndAQuoteInAValueFailsSilently) {
-  saveLive("c1", "buy");
+  save(campaign("c1", "buy"));
   EXPECT_EQ(tp->log->lines().back(),
             "CorvanaFramework--[CRVDataManager saveCampaign:] [Line 65] Saved CampaignId : c1 successfully");
   // Quotes inside the JSON are doubled; those of the id are not, so that statement breaks and nothing is stored,
   // though the save reports success.
-  saveLive("o'neil", "buy");
+  save(campaign("o'neil", "buy"));
   EXPECT_EQ(tp->log->lines().back(),
             "CorvanaFramework--[CRVDataManager saveCampaign:] [Line 65] Saved CampaignId : o'neil successfully");
   EXPECT_EQ(rows(), (Value{{"c1", {1, 0, 1}}}));
-  Value quoted = test::liveCampaign("c2", "buy", "everytime", now - 60, now + 3600);
+  Value quoted = campaign("c2", "buy");
   quoted["layout"]["primary_text"]["text"] = "it's 'on'";
   save(quoted);
   EXPECT_EQ(store().getCampaign("buy")->data(), quoted);
   store().saveCampaign(nullptr);
-
 }
 
 TEST_F(CampaignStore, ARefreshRebuildsTheTriggerTableAndClearsOneExpiredCampaign) {
   EXPECT_EQ(triggers(), nullptr);
-  for (const char* id : {"x1", "x2", "x3"}) {
-    save(test::liveCampaign(id, std::string("gone-") + id, "everytime", now - 7200, now - 3600));
-  }
-  saveLive("live", "buy");
-  saveLive("older", "buy");
-  saveLive("other", "open");
-  const auto ids = [&] {
-    Value out = Value::array();
-    const Value table = rows();
-    for (const auto& [id, row] : table.items()) out.push_back(id);
-    return out;
-  };
+  for (const char* id : {"x1", "x2", "x3"}) save(campaign(id, std::string("gone-") + id, "everytime", -7200, -3600));
+  save(campaign("live", "buy"));
+  save(campaign("older", "buy"));
+  save(campaign("other", "open"));
   store().getAllValidMessages();
   EXPECT_EQ(ids(), (Value{"x2", "x3", "live", "older", "other"}));
   EXPECT_EQ(triggers(), (Value{{"buy", "older"}, {"open", "other"}}));
@@ -173,28 +172,22 @@ TEST_F(CampaignStore, ARefreshRebuildsTheTriggerTableAndClearsOneExpiredCampaign
   store().clearCampaign(nullptr);
 }
 
+// A status in the campaign's JSON: the first refresh still picks the campaign (its row was saved enabled and
+// unpaused) and writes the status back, pausing the row or deleting it; the next refresh leaves it out.
 TEST_F(CampaignStore, ARefreshPushesTheStoredStatusOfEachCampaign) {
-  // Paused in its JSON: the first refresh still picks it (the row was unpaused) and pauses the row; the next
-  // refresh leaves it out.
-  Value paused = test::liveCampaign("p", "pause-me", "everytime", now - 60, now + 3600);
-  paused["status"] = "pause";
-  store().saveCampaign(CRVInAppMessage::initWithDictionary(paused));
-  EXPECT_EQ(rows()["p"], (Value{1, 0, 1}));
-  store().getAllValidMessages();
-  EXPECT_EQ(triggers(), (Value{{"pause-me", "p"}}));
-  EXPECT_EQ(rows()["p"], (Value{1, 1, 1}));
-  store().getAllValidMessages();
-  EXPECT_EQ(triggers(), Value::object());
-
-  // Stopped in its JSON: the rebuild deletes the row, yet that refresh still keeps the rebuilt campaign.
-  Value stopped = test::liveCampaign("s", "stop-me", "everytime", now - 60, now + 3600);
-  stopped["status"] = "stop";
-  store().saveCampaign(CRVInAppMessage::initWithDictionary(stopped));
-  store().getAllValidMessages();
-  EXPECT_EQ(triggers(), (Value{{"stop-me", "s"}}));
-  EXPECT_FALSE(rows().contains("s"));
-  store().getAllValidMessages();
-  EXPECT_EQ(triggers(), Value::object());
+  const std::pair<std::string, Value> cases[] = {{"pause", Value{1, 1, 1}}, {"stop", Value()}};
+  for (const auto& [status, rowAfter] : cases) {
+    SCOPED_TRACE(status);
+    Value json = campaign(status, status + "-me");
+    json["status"] = status;
+    store().saveCampaign(CRVInAppMessage::initWithDictionary(json));
+    EXPECT_EQ(rows()[status], (Value{1, 0, 1}));
+    store().getAllValidMessages();
+    EXPECT_EQ(triggers(), (Value{{status + "-me", status}}));
+    EXPECT_EQ(rows().value(status, Value()), rowAfter);
+    store().getAllValidMessages();
+    EXPECT_EQ(triggers(), Value::object());
+  }
 }
 
 }  // namespace
