@@ -8,6 +8,7 @@
 
 #include "platform/LinuxSecureStore.h"
 #include "platform/PosixFiles.h"
+#include "storage/UICKeyChainStore.h"
 #include "support/TestPlatform.h"
 
 namespace corvana {
@@ -116,6 +117,24 @@ TEST(LinuxSecureStore, AFileIsReadInItsFormatOrMovedAsideWhenUnreadable) {
     EXPECT_EQ(LinuxSecureStore(path, log).copyMatching({{kSecAttrService, "s"}}, nullptr), errSecSuccess);
     EXPECT_EQ(log->lines().size(), 1u);
   }
+}
+
+// The device identifier is kept with the keychain wrapper's two calls the SDK makes.
+TEST(KeychainStore, AStringSetTwiceIsOneItemInItsServiceAndBytesThatAreNoTextReadAsNoString) {
+  auto& platform = test::installTestPlatform();
+  EXPECT_TRUE(UICKeyChainStore::setStringForKeyService("first", "key"));
+  EXPECT_TRUE(UICKeyChainStore::setStringForKeyService("second", "key"));
+  EXPECT_EQ(UICKeyChainStore::stringForKeyService("key"), "second");
+  Value all;
+  platform.platform->secureStore->copyMatching(kAll, &all);
+  EXPECT_EQ(all, Value::array({{{kSecClass, kSecClassGenericPassword}, {kSecAttrService, "io.corvana.tests"},
+                                {kSecAttrAccount, "key"}, {kSecAttrGeneric, "key"},
+                                {kSecAttrAccessible, kSecAttrAccessibleAfterFirstUnlock},
+                                {kSecValueData, bytes("second")}}}));
+
+  ASSERT_TRUE(UICKeyChainStore::setDataForKeyService(Data{0xff, 0xfe}, "key", "svc"));
+  EXPECT_EQ(UICKeyChainStore::stringForKeyService("key", "svc"), std::nullopt);
+  EXPECT_EQ(UICKeyChainStore::stringForKeyService("key"), "second");
 }
 
 }  // namespace
