@@ -29,7 +29,7 @@ class ConfigSync : public ::testing::Test {
   test::TestPlatform* tp = nullptr;
 };
 
-TEST_F(ConfigSync, AnswersAreAppliedKeyByKey) {
+TEST_F(ConfigSync, AnswersAreAppliedKeyByKeyAndEachSwitchIsToldOnce) {
   auto& sdk = Corvana::sharedInstance();
   EXPECT_FALSE(sdk.parseResponseForBlockedAndFeatures(nullptr));
   EXPECT_FALSE(stored(kKeyAcountBlocked).has_value()) << "no answer changes nothing";
@@ -44,31 +44,29 @@ TEST_F(ConfigSync, AnswersAreAppliedKeyByKey) {
   EXPECT_EQ(stored(kKeySyncTimeout), PreferenceValue(int64_t{3600}));
   EXPECT_TRUE(sdk.isSecureModeEnabled());
 
-  // Secure mode switching on is told once; an answer without it switches it off, silently. An answer without
-  // "blocked" clears the stored flag but not the one in memory.
-  apply(R"({"blocked": "yes", "lst": 0.5, "config": {"secure_mode": 1}})");
+  // Secure mode and test device switching on are told once; an answer without secure mode switches it off,
+  // silently. An answer without "blocked" clears the stored flag but not the one in memory.
+  apply(R"({"blocked": "yes", "lst": 0.5, "config": {"secure_mode": 1, "test_device": true}})");
   EXPECT_TRUE(sdk.accountBlocked());
   EXPECT_EQ(sdk.getSyncUrl("s"), "api/v1/sync/s?lst=0.5");
-  apply(R"({"config": {}})");
+  apply(R"({"config": {"test_device": true}})");
   EXPECT_FALSE(sdk.isSecureModeEnabled());
   EXPECT_FALSE(CRVUtil::getBoolForKey(kKeyAcountBlocked));
   EXPECT_TRUE(sdk.accountBlocked());
   EXPECT_EQ(tp->log->count("CorvanaSDK-Enabling a secure communication mode on this device."), 1u);
+  EXPECT_EQ(tp->log->count("CorvanaSDK-Enabling a test device functionality on this device"), 1u);
 
   const std::string received = "CorvanaFramework--[Corvana parseResponseForBlockedAndFeatures:]_block_invoke "
                                "[Line 311] Received 0 InAppMessages in sync call.";
   EXPECT_EQ(tp->log->count(received), 1u) << "only an answer that carries \"inapp\" logs it";
-}
 
-TEST_F(ConfigSync, TestDeviceSwitchingOnReportsTheStoredPushToken) {
-  apply(R"({"config": {"test_device": true}})");
-  apply(R"({"config": {"test_device": true}})");
-  EXPECT_EQ(tp->log->count("CorvanaSDK-Enabling a test device functionality on this device"), 1u);
+  // Switching the test device on reports the stored push token: none yet.
   EXPECT_EQ(tp->log->count("CorvanaSDK-Updating test device push token"), 1u);
   LorrowSQLiteManager file(Platform::current().files->documentsDirectory() + "/lorrowab.sqlite");
   const auto rows = file.getRowsForQuery("SELECT event FROM lorrow_events");
   ASSERT_EQ(rows.size(), 1u);
-  EXPECT_EQ(Value::parse(rows[0]["event"].get<std::string>())["push_token"], "") << "no token stored yet";
+  EXPECT_EQ(Value::parse(rows[0]["event"].get<std::string>()),
+            (Value{{"timestamp", test::kTestEpoch}, {"event_type", "update_test_device"}, {"push_token", ""}}));
 }
 
 TEST_F(ConfigSync, SyncsAreSpacedByTenSecondsWhateverTheServiceInterval) {

@@ -9,7 +9,7 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -34,14 +34,8 @@ int runSelf(const std::vector<std::string>& args, std::string* output) {
     posix_spawn_file_actions_adddup2(&actions, pipeFds[1], STDOUT_FILENO);
     posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
   }
-  std::vector<std::string> environment;
-  for (char** entry = environ; *entry; ++entry) environment.emplace_back(*entry);
-  environment.push_back(std::string(kChildVariable) + "=1");
-  std::vector<char*> envp;
-  for (std::string& entry : environment) envp.push_back(entry.data());
-  envp.push_back(nullptr);
   pid_t child = 0;
-  const int spawned = ::posix_spawn(&child, "/proc/self/exe", &actions, nullptr, argv.data(), envp.data());
+  const int spawned = ::posix_spawn(&child, "/proc/self/exe", &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   if (output) {
     ::close(pipeFds[1]);
@@ -58,13 +52,9 @@ int runSelf(const std::vector<std::string>& args, std::string* output) {
 // "Suite.\n  Case  # GetParam() = ...\n" as --gtest_list_tests prints it, to "Suite.Case" names.
 std::vector<std::string> listedCases(const std::string& listing) {
   std::vector<std::string> cases;
-  std::string suite;
-  size_t start = 0;
-  while (start < listing.size()) {
-    size_t end = listing.find('\n', start);
-    if (end == std::string::npos) end = listing.size();
-    std::string line = listing.substr(start, end - start);
-    start = end + 1;
+  std::istringstream lines(listing);
+  std::string line, suite;
+  while (std::getline(lines, line)) {
     if (line.empty()) continue;
     if (line[0] != ' ') {
       suite = line.substr(0, line.find_first_of(" #"));
@@ -86,6 +76,8 @@ int main(int argc, char** argv) {
   const std::string filter = GTEST_FLAG_GET(filter);
   if (filter.find_first_of("*?:-") == std::string::npos) return RUN_ALL_TESTS();
 
+  // The children see it: they run their cases instead of starting more children.
+  ::setenv(kChildVariable, "1", 1);
   std::vector<std::string> listArgs = args;
   listArgs.push_back("--gtest_list_tests");
   std::string listing;
