@@ -57,9 +57,6 @@ TEST_F(SQLiteManagerTest, ResolvesItsFileAndReportsOnlyOpenFailures) {
 TEST_F(SQLiteManagerTest, ADamagedFileGivesBackItsReadableRowsAndOnlyTheSDKsOwnFileIsTouched) {
   const fs::path documents = Platform::current().files->documentsDirectory();
   const fs::path path = documents / "own.sqlite";
-  const auto scribble = [](const fs::path& file, std::streamoff at, const std::string& bytes) {
-    std::fstream(file, std::ios::binary | std::ios::in | std::ios::out).seekp(at).write(bytes.data(), std::streamsize(bytes.size()));
-  };
   // Two tables of 300 rows each, about ten pages apiece.
   const auto fill = [&] {
     std::ofstream(path, std::ios::trunc).close();
@@ -79,7 +76,12 @@ TEST_F(SQLiteManagerTest, ADamagedFileGivesBackItsReadableRowsAndOnlyTheSDKsOwnF
   const Case cases[] = {
       {"text, not a database", [&] { std::ofstream(path, std::ios::trunc) << std::string(4096, 'x'); },
        "file is not a database", 0, 0},
-      {"one leaf page scribbled over", [&] { fill(); scribble(path, 4096 * 3, std::string(2048, '\xff')); },
+      {"one leaf page scribbled over",
+       [&] {
+         fill();
+         std::fstream file(path, std::ios::binary | std::ios::in | std::ios::out);
+         file.seekp(4096 * 3) << std::string(2048, '\xff');
+       },
        "*** in database main ***; Page 4: btreeInitPage() returns error code 11", 500, 599},
       {"cut in the middle", [&] { fill(); fs::resize_file(path, fs::file_size(path) / 2); }, nullptr, 1, 599},
       {"a healthy database with rows", fill, "", 0, 0},
