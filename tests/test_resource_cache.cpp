@@ -134,9 +134,13 @@ TEST_F(ResourceCache, StoredImageIsAnsweredWithoutTheNetworkUntilDeleted) {
   EXPECT_TRUE(cache().getFileFromServerWithId(uri, "3"));
   EXPECT_TRUE(cache().isFileExistsWithId(uri, "3"));
   // An absent id or URI finds nothing and fetches nothing, even where a "(null)" file name exists.
-  put(cached("(null)_pic.png"), {}), put(cached("3_(null)"), {});
-  EXPECT_FALSE(cache().isFileExistsWithId(uri, std::nullopt) || cache().isFileExistsWithId(std::nullopt, "3"));
-  EXPECT_FALSE(cache().getFileFromServerWithId(uri, std::nullopt) || cache().getFileFromServerWithId(std::nullopt, "3"));
+  put(cached("(null)_pic.png"), {});
+  put(cached("3_(null)"), {});
+  using Name = std::optional<std::string>;
+  for (const auto& [absentUri, absentId] : {std::pair<Name, Name>{uri, std::nullopt}, {std::nullopt, "3"}}) {
+    EXPECT_FALSE(cache().isFileExistsWithId(absentUri, absentId));
+    EXPECT_FALSE(cache().getFileFromServerWithId(absentUri, absentId));
+  }
   EXPECT_EQ(cache().getFileFromLocalWithId(uri, "3"), png(4));
   EXPECT_EQ(requestCount(), before);
 
