@@ -18,11 +18,11 @@ class DeviceInfo : public ::testing::Test {
  protected:
   void SetUp() override { log().clear(); }
   test::CapturedLog& log() { return *test::installTestPlatform().log; }
-  // Replaces the device by one whose test facts are changed by `change`.
-  template <typename Change>
-  void useDevice(Change change) {
+  // Replaces the device by one whose test facts are changed as given.
+  void useDevice(const std::vector<std::optional<std::string>>& carriers, const char* model = "iPhone") {
     LinuxPlatformOptions options = test::testPlatformOptions();
-    change(options);
+    options.carrierNames = carriers;
+    options.deviceModel = model;
     Platform::current().device = std::make_shared<LinuxDevice>(options);
   }
   CRVUtil& util() { return CRVUtil::sharedInstance(); }
@@ -43,7 +43,7 @@ TEST_F(DeviceInfo, DeviceStateRecordsTheDeviceFactsInOrder) {
       {{std::nullopt, std::string("Second")}, {{"network_operator", "Second"}}},
   };
   for (const auto& [carriers, expected] : networks) {
-    useDevice([&](LinuxPlatformOptions& options) { options.carrierNames = carriers; });
+    useDevice(carriers);
     EXPECT_EQ(CRVUtil::deviceState()["network_info"], expected) << expected.dump();
   }
 }
@@ -52,7 +52,7 @@ TEST_F(DeviceInfo, DeviceTypesAndSystemVersion) {
   const std::pair<const char*, const char*> models[] = {
       {"iPod touch", "iPod"}, {"iPad", "iPad"}, {"iphone", "unknown"}};
   for (const auto& [model, type] : models) {
-    useDevice([&](LinuxPlatformOptions& options) { options.deviceModel = model; });
+    useDevice({std::string("Carrier A")}, model);
     EXPECT_EQ(CRVUtil::deviceState()["hardware"]["screen"], (Value{{"screen-size", model}, {"device_type", type}}));
   }
   // Versions compare by the value of their digit runs; the test device runs 9.3.

@@ -112,13 +112,15 @@ TEST_F(NetworkManagerTest, EveryHeaderArrivesWithItsValue) {
                           {"tduuid", identity.uniqueGlobalDeviceIdentifier()}};
   const Value sent = service.requests()["requests"];
   const std::pair<const char*, const char*> requests[] = {{"lst=42", "text/plain"}, {"n=1", "application/json"}};
-  for (const auto& [query, contentType] : requests) {
-    SCOPED_TRACE(query);
-    auto found = std::find_if(sent.begin(), sent.end(), [&](const Value& entry) { return entry["query"] == query; });
+  for (const auto& request : requests) {
+    SCOPED_TRACE(request.first);
+    auto found = std::find_if(sent.begin(), sent.end(), [&](const Value& entry) {
+      return entry["query"] == request.first;
+    });
     ASSERT_NE(sent.end(), found);
     const Value& headers = (*found)["headers"];
     for (const auto& [name, value] : expected.items()) EXPECT_EQ(value, headers.value(name, Value())) << name;
-    EXPECT_EQ(contentType, headers.value("Content-type", ""));
+    EXPECT_EQ(request.second, headers.value("Content-type", ""));
     EXPECT_FALSE(headers.contains("If-None-Match"));
   }
 }
