@@ -176,5 +176,21 @@ TEST_F(SQLiteManagerTest, ColumnValuesAreConvertedByTheirStorageType) {
   }
 }
 
+TEST_F(SQLiteManagerTest, BindsParametersByTheirScalarTypeAndDumpsTheDatabaseAsStatements) {
+  LorrowSQLiteManager manager((fs::path(tp->dir.path()) / "dump.sqlite").string());
+  (void)manager.doQuery("CREATE TABLE t (s, n, q, f, d, o);");
+  tp->log->clear();
+  // A 64-bit value is narrowed to 32 bits; a double or a boolean binds nothing and says so; other objects say nothing.
+  const std::vector<SQLParameter> values = {std::string("it's"), int32_t{7}, int64_t{4294967297}, 0.5f, 2.5, true,
+                                            Value::object()};
+  EXPECT_FALSE(manager.doQueryWithPreparedStmts("INSERT INTO t VALUES (?, ?, ?, ?, ?, ?);", values).has_value());
+  EXPECT_EQ(tp->log->lines(), (std::vector<std::string>{"unknown NSNumber", "unknown NSNumber"}));
+  EXPECT_EQ(manager.getDatabaseDump(),
+            ";\n; Database dump written by LorrowSQLiteManager\n;\n; Corvana SDK developers, 2026\n"
+            "; database dump.sqlite;\n"
+            "CREATE TABLE t (s, n, q, f, d, o);\n"
+            "insert into t (s,n,q,f,d,o) values ('it's',7,1,0.5,null,null);\n");
+}
+
 }  // namespace
 }  // namespace corvana
