@@ -187,22 +187,7 @@ std::optional<Error> LorrowSQLiteManager::closeDatabase() {
   return error;
 }
 
-std::optional<Error> LorrowSQLiteManager::doQuery(const std::string& sql) {
-  if (!db_) {
-    if (auto error = openDatabase()) return error;
-  }
-  int prepareResult = SQLITE_OK;
-  sqlite3_stmt* statement = prepared(sql, &prepareResult);
-  std::optional<Error> error;
-  if (sqlite3_step(statement) == SQLITE_ERROR) {
-    error = createDBErrorWithDescriptionAndCode(lastErrorMessage(), kStatementErrorCode);
-  }
-  release(statement);
-  freshOpen_ = false;
-  // The statement's error gives way to the close result: callers never see statement failures.
-  error = closeDatabase();
-  return error;
-}
+std::optional<Error> LorrowSQLiteManager::doQuery(const std::string& sql) { return doQueryWithPreparedStmts(sql, {}); }
 
 std::optional<Error> LorrowSQLiteManager::doQueryWithPreparedStmts(const std::string& sql,
                                                                    const std::vector<SQLParameter>& values) {
@@ -233,14 +218,11 @@ std::optional<Error> LorrowSQLiteManager::doQueryWithPreparedStmts(const std::st
         value);
     ++index;
   }
-  std::optional<Error> error;
-  if (sqlite3_step(statement) == SQLITE_ERROR) {
-    error = createDBErrorWithDescriptionAndCode(lastErrorMessage(), kStatementErrorCode);
-  }
+  (void)sqlite3_step(statement);
   release(statement);
   freshOpen_ = false;
-  error = closeDatabase();
-  return error;
+  // Only the close result is answered: callers never see a statement's failure.
+  return closeDatabase();
 }
 
 std::string LorrowSQLiteManager::describeError(const Error& error) {
