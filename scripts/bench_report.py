@@ -10,6 +10,7 @@ import json
 import os
 import re
 import sys
+import statistics
 
 START, END = "<!-- figures -->", "<!-- /figures -->"
 
@@ -19,7 +20,13 @@ def load(results, name):
     if not os.path.exists(path):
         return []
     with open(path) as f:
-        if name.endswith(".json") and name != "memory.json" and name != "machine.json":
+        if name == "memory.json":  # one line a run: the median of each figure
+            runs = [json.loads(line) for line in f if line.strip()]
+            if not runs:
+                return []
+            return {key: (statistics.median(run[key] for run in runs) if isinstance(runs[0][key], (int, float))
+                          and not isinstance(runs[0][key], bool) else runs[0][key]) for key in runs[0]}
+        if name.endswith(".json") and name != "machine.json":
             return json.load(f).get("benchmarks", [])
         return json.load(f)
 
@@ -67,7 +74,7 @@ def main():
     lines = [f"Measured {machine['date']} with `{machine.get('command', 'scripts/bench.sh')}` on {machine['cores']} "
              f"cores, {machine['cpu']}, {machine['disk']}; kernel {machine['kernel']}; load average "
              f"{machine['load_before']} before the run, {machine['load_after']} after. Medians: of three runs for "
-             "`bench_recording`, of 20 for the report and the sync.",
+             "`bench_recording` and the memory host, of 20 for the report and the sync.",
              "", "| figure | before | now | goal | met |", "|---|---|---|---|---|"]
     others = []
 
@@ -115,7 +122,8 @@ def main():
     if memory:
         peak, anon = memory["peak_rss_kb"] / 1024, memory["rss_anon_end_kb"] / 1024
         main_row("peak RSS / RssAnon after the 10,000-action burst drains", BEFORE["memory"],
-                 f"{peak:.1f} / {anon:.1f} MB", "<= 20 / <= 4 MB", peak <= 20 and anon <= 4)
+                 f"{peak:.1f} / {anon:.1f} MB (anonymous before the first action: "
+                 f"{memory['rss_anon_after_start_kb'] / 1024:.1f} MB)", "<= 20 / <= 4 MB", peak <= 20 and anon <= 4)
     else:
         main_row("peak RSS / RssAnon after the burst", BEFORE["memory"], "failed", "<= 20 / <= 4 MB", False)
 

@@ -1,6 +1,7 @@
 #include "platform/CurlHttpClient.h"
 
 #include <curl/curl.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <cmath>
@@ -20,6 +21,9 @@ constexpr long kFetchTimeoutMs = 60000;
 // Longest sleep of the worker between two looks at its transfers; curl's own timers and new tasks wake it
 // sooner.
 constexpr int kIdlePollMs = 1000;
+// Report bodies and answers are large and short-lived; after this many transfers the worker hands the freed heap
+// back to the system once nothing is in flight.
+constexpr int kTrimAfterTransfers = 8;
 constexpr const char* kAllowedProtocols = "http,https";
 // Like the platform's URL session: a few connections per host; further tasks wait inside curl for one.
 constexpr long kMaxConnectionsPerHost = 6;
@@ -401,6 +405,11 @@ class CurlHttpClient::Engine : public std::enable_shared_from_this<Engine> {
         std::unique_ptr<Transfer> transfer = std::move(found->second);
         active_.erase(found);
         transfer->finish(result);
+        ++finishedSinceTrim_;
+      }
+      if (active_.empty() && finishedSinceTrim_ >= kTrimAfterTransfers) {
+        ::malloc_trim(0);
+        finishedSinceTrim_ = 0;
       }
       curl_multi_poll(multi_, nullptr, 0, kIdlePollMs, nullptr);
     }
@@ -452,6 +461,7 @@ class CurlHttpClient::Engine : public std::enable_shared_from_this<Engine> {
 
   // Only the worker thread touches these.
   std::unordered_map<CURL*, std::unique_ptr<Transfer>> active_;
+  int finishedSinceTrim_ = 0;  // the worker's own count
 };
 
 // ---- The client -----------------------------------------------------------------------------------------------

@@ -39,8 +39,11 @@ std::string textOf(const unsigned char* text) { return text ? reinterpret_cast<c
 // Every commit is durable when it returns: the write-ahead log is synced at each commit (synchronous=FULL), and
 // the log's ordering keeps the file whole through a power cut. The writers group their commits to pay for the
 // sync (beginTransaction); readers never wait for a writer. A busy file is waited for a while rather than failed.
+// The page cache is bounded at 256 KiB, more than a full event table takes, instead of SQLite's 2 MiB: the
+// connection lives as long as the host.
 void configureConnection(sqlite3* db) {
-  sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL;", nullptr, nullptr, nullptr);
+  sqlite3_exec(db, "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; PRAGMA cache_size=-256;", nullptr, nullptr,
+               nullptr);
   sqlite3_busy_timeout(db, 5000);
 }
 
@@ -87,14 +90,17 @@ std::string LorrowSQLiteManager::lastErrorMessage() const { return sqlite3_errms
 // as its callers can tell: opening a connection reads the schema again, and that was most of the cost of every
 // stored event. Nothing a caller can observe depends on it.
 sqlite3* LorrowSQLiteManager::connection(std::string* openError) {
+  // A transaction ends on the connection it began on, and no file is switched under an open one: the path and the
+  // file's identity are looked at again once it is committed.
+  if (inTransaction()) return connection_;
   const std::string path = getDatabasePath();
   if (connection_ && connectionPath_ == path && identityOf(path) == connectionIdentity_) return connection_;
   closeConnection();
   std::error_code ignored;
   const bool existed = std::filesystem::exists(path, ignored);
   sqlite3* opened = nullptr;
-  const int result =
-      sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW, nullptr);
+  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW;
+  const int result = sqlite3_open_v2(path.c_str(), &opened, flags, nullptr);
   if (result != SQLITE_OK) {
     if (openError) *openError = opened ? sqlite3_errmsg(opened) : sqlite3_errstr(result);
     sqlite3_close_v2(opened);
@@ -181,22 +187,7 @@ std::optional<Error> LorrowSQLiteManager::closeDatabase() {
   return error;
 }
 
-std::optional<Error> LorrowSQLiteManager::doQuery(const std::string& sql) {
-  if (!db_) {
-    if (auto error = openDatabase()) return error;
-  }
-  int prepareResult = SQLITE_OK;
-  sqlite3_stmt* statement = prepared(sql, &prepareResult);
-  std::optional<Error> error;
-  if (sqlite3_step(statement) == SQLITE_ERROR) {
-    error = createDBErrorWithDescriptionAndCode(lastErrorMessage(), kStatementErrorCode);
-  }
-  release(statement);
-  freshOpen_ = false;
-  // The statement's error gives way to the close result: callers never see statement failures.
-  error = closeDatabase();
-  return error;
-}
+std::optional<Error> LorrowSQLiteManager::doQuery(const std::string& sql) { return doQueryWithPreparedStmts(sql, {}); }
 
 std::optional<Error> LorrowSQLiteManager::doQueryWithPreparedStmts(const std::string& sql,
                                                                    const std::vector<SQLParameter>& values) {
@@ -227,14 +218,11 @@ std::optional<Error> LorrowSQLiteManager::doQueryWithPreparedStmts(const std::st
         value);
     ++index;
   }
-  std::optional<Error> error;
-  if (sqlite3_step(statement) == SQLITE_ERROR) {
-    error = createDBErrorWithDescriptionAndCode(lastErrorMessage(), kStatementErrorCode);
-  }
+  (void)sqlite3_step(statement);
   release(statement);
   freshOpen_ = false;
-  error = closeDatabase();
-  return error;
+  // Only the close result is answered: callers never see a statement's failure.
+  return closeDatabase();
 }
 
 std::string LorrowSQLiteManager::describeError(const Error& error) {
@@ -242,17 +230,28 @@ std::string LorrowSQLiteManager::describeError(const Error& error) {
                 error.code, error.localizedDescription.c_str(), error.localizedDescription.c_str());
 }
 
-std::vector<Value> LorrowSQLiteManager::getRowsForQuery(const std::string& sql) {
-  std::vector<Value> rows;
-  rows.reserve(1);
+sqlite3_stmt* LorrowSQLiteManager::startQuery(const std::string& sql) {
   if (!db_) (void)openDatabase();
-  if (!db_) return rows;
-
+  if (!db_) return nullptr;
   int prepareResult = SQLITE_OK;
   sqlite3_stmt* statement = prepared(sql, &prepareResult);
   if (prepareResult == SQLITE_ERROR) {
     CRVLog(describeError(createDBErrorWithDescriptionAndCode(lastErrorMessage(), kStatementErrorCode)));
   }
+  return statement;
+}
+
+void LorrowSQLiteManager::endQuery(sqlite3_stmt* statement) {
+  release(statement);
+  freshOpen_ = false;
+  (void)closeDatabase();
+}
+
+std::vector<Value> LorrowSQLiteManager::getRowsForQuery(const std::string& sql) {
+  std::vector<Value> rows;
+  rows.reserve(1);
+  sqlite3_stmt* statement = startQuery(sql);
+  if (!db_) return rows;
   while (statement && sqlite3_step(statement) == SQLITE_ROW) {
     const int columns = sqlite3_column_count(statement);
     Value row = Value::object();
@@ -283,10 +282,34 @@ std::vector<Value> LorrowSQLiteManager::getRowsForQuery(const std::string& sql) 
     }
     rows.push_back(std::move(row));
   }
-  release(statement);
-  freshOpen_ = false;
-  (void)closeDatabase();
+  endQuery(statement);
   return rows;
+}
+
+void LorrowSQLiteManager::forEachRow(const std::string& sql, const std::function<void(const SQLRow&)>& each) {
+  sqlite3_stmt* statement = startQuery(sql);
+  if (!db_) return;
+  SQLRow row;
+  while (statement && sqlite3_step(statement) == SQLITE_ROW) {
+    row.clear();
+    const int columns = sqlite3_column_count(statement);
+    for (int column = 0; column < columns; ++column) {
+      const char* name = sqlite3_column_name(statement, column);
+      if (!name) continue;
+      SQLColumn& read = row.emplace_back();
+      read.name = name;
+      const int type = sqlite3_column_type(statement, column);
+      if (type == SQLITE_INTEGER) {
+        read.integer = sqlite3_column_int(statement, column);
+      } else if (type == SQLITE_TEXT) {
+        const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+        const int size = sqlite3_column_bytes(statement, column);
+        read.text = text ? std::string_view(text, static_cast<size_t>(size)) : std::string_view();
+      }
+    }
+    each(row);
+  }
+  endQuery(statement);
 }
 
 int64_t LorrowSQLiteManager::getLastInsertRowID() {

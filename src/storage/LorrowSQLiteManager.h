@@ -6,10 +6,12 @@
 // campaign stores) serialise every use under their database lock.
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -26,6 +28,15 @@ namespace corvana {
 // types: double "d" and BOOL); or any other object (a `Value`: a map, an array, null ...), which is never bound,
 // whatever it holds.
 using SQLParameter = std::variant<std::string, float, int32_t, int64_t, double, bool, Value>;
+
+// One column of a row read by `forEachRow`: its name, and its value when it is an integer (read as a 32-bit int,
+// as `getRowsForQuery` reads it) or text. The text lives until the next row.
+struct SQLColumn {
+  std::string_view name;
+  std::optional<int32_t> integer;
+  std::optional<std::string_view> text;
+};
+using SQLRow = std::vector<SQLColumn>;
 
 class LorrowSQLiteManager {
  public:
@@ -70,6 +81,9 @@ class LorrowSQLiteManager {
   // statement could not be prepared (then one log line). INTEGER columns are read as 32-bit ints and REAL
   // columns as floats; empty BLOBs are left out of the row, NULLs are null values.
   std::vector<Value> getRowsForQuery(const std::string& sql);
+  // The same query, each row handed to `each` as it is read instead of collected: a large read then costs no
+  // copy of its rows.
+  void forEachRow(const std::string& sql, const std::function<void(const SQLRow&)>& each);
   // The row id of the last insert on the current connection (0 on a fresh one, or when it cannot be opened).
   // Leaves the connection open.
   int64_t getLastInsertRowID();
@@ -98,6 +112,9 @@ class LorrowSQLiteManager {
   // A statement of the held connection for this text, reset and unbound; null when it cannot be prepared.
   sqlite3_stmt* prepared(const std::string& sql, int* prepareResult);
   void release(sqlite3_stmt* statement);
+  // The opening and closing every query shares: the statement (null when it cannot be prepared, then logged).
+  sqlite3_stmt* startQuery(const std::string& sql);
+  void endQuery(sqlite3_stmt* statement);
 
   sqlite3* db_ = nullptr;  // what callers see: the held connection while "open", null while "closed"
   std::string databaseName_;
