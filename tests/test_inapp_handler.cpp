@@ -23,10 +23,8 @@ namespace {
 
 class InAppHandler : public testing::Test {
  protected:
-  void SetUp() override { install(test::testPlatformOptions()); }
-
-  void install(const LinuxPlatformOptions& options) {
-    tp = &test::installTestPlatform(options);
+  void SetUp() override {
+    tp = &test::installTestPlatform();
     now = test::realNow();
     tp->clock->set(Date{now});
     CRVUtil::setBoolForKey(true, kKeyInitReport);  // no device record before the first event
@@ -47,15 +45,13 @@ class InAppHandler : public testing::Test {
     const auto controller = std::dynamic_pointer_cast<CRVInAppViewController>(root()->presentedViewController());
     return controller && controller->inapp() ? controller->inapp()->getCampaignId() : "-";
   }
-  CRVTapContext tapOn(int32_t buttonType, std::optional<std::string> action = "close") {
-    CRVTapContext tap;
+  // A tap on the shown campaign's element of that type, whose action is "close".
+  static CRVTapContext tapOn(int32_t buttonType) {
     const auto campaign = handler().message();
-    tap.crvCampaignId = campaign->getCampaignId();
-    tap.crvFrequency = campaign->getFrequency();
-    tap.crvButtonType = buttonType;
-    tap.crvAction = std::move(action);
-    tap.crvMessage = campaign->inAppViewController();
-    return tap;
+    return {campaign->getCampaignId(), campaign->getFrequency(), buttonType, "close", campaign->inAppViewController()};
+  }
+  static std::string showingLine(const std::string& cid) {
+    return "CorvanaFramework--[CRVInAppMessage show]_block_invoke [Line 214] showing campaign " + cid;
   }
   // enable of each stored campaign; absent when deleted.
   Value enables() {
@@ -85,7 +81,7 @@ TEST_F(InAppHandler, AnEventShowsItsCampaignAndOthersWaitUntilItIsTapped) {
   record("buy");
   EXPECT_EQ(shown(), "c1");
   EXPECT_TRUE(handler().onScreen());
-  EXPECT_EQ(tp->log->lines().back(), "CorvanaFramework--[CRVInAppMessage show]_block_invoke [Line 214] showing campaign c1");
+  EXPECT_EQ(tp->log->lines().back(), showingLine("c1"));
   const auto controller = root()->presentedViewController();
   EXPECT_EQ(controller->modalPresentationStyle(), kModalPresentationCustom);  // system 9.3
   EXPECT_TRUE(controller->lastTransitionAnimated());
@@ -124,26 +120,26 @@ TEST_F(InAppHandler, ATapAppliesTheDisplayFrequencyAndASessionRearms) {
       {"once", kCRVButtonTypeClose, nullptr, nullptr},
       {"once", kCRVButtonTypeContent, nullptr, nullptr},
   };
-  for (size_t at = 0; at < std::size(cases); ++at) saveLive("c" + std::to_string(at), "t" + std::to_string(at), cases[at].frequency);
+  const auto id = [](size_t at) { return "c" + std::to_string(at); };
+  for (size_t at = 0; at < std::size(cases); ++at) saveLive(id(at), "t" + id(at), cases[at].frequency);
   Value expectedTaps = Value::array();
   for (size_t at = 0; at < std::size(cases); ++at) {
     const auto& c = cases[at];
-    const std::string id = "c" + std::to_string(at);
     SCOPED_TRACE(std::string(c.frequency) + (c.button == kCRVButtonTypeClose ? " close" : " content"));
-    record("t" + std::to_string(at));
-    ASSERT_EQ(shown(), id);
+    record("t" + id(at));
+    ASSERT_EQ(shown(), id(at));
     CRVTapContext tap = tapOn(c.button);
     handler().processAction(tap);
     EXPECT_EQ(shown(), "-");
-    EXPECT_EQ(enables()[id], c.enable);
-    expectedTaps.push_back({{"subtype", "tapped"}, {"cid", id}});
+    EXPECT_EQ(enables()[id(at)], c.enable);
+    expectedTaps.push_back({{"subtype", "tapped"}, {"cid", id(at)}});
     // A disabled campaign leaves the trigger table at once; one still enabled shows again.
-    record("t" + std::to_string(at));
-    EXPECT_EQ(shown(), c.enable == 1 ? id : "-");
-    if (shown() != "-") {
+    record("t" + id(at));
+    ASSERT_EQ(shown(), c.enable == 1 ? id(at) : "-");
+    if (c.enable == 1) {
       CRVTapContext again = tapOn(kCRVButtonTypeClose);
       handler().processAction(again);
-      expectedTaps.push_back({{"subtype", "tapped"}, {"cid", id}});
+      expectedTaps.push_back(expectedTaps.back());
     }
   }
   EXPECT_EQ(inappEvents(), expectedTaps);
@@ -156,7 +152,7 @@ TEST_F(InAppHandler, ATapAppliesTheDisplayFrequencyAndASessionRearms) {
   EXPECT_EQ(enables(), before) << "only the app session re-arms";
   handler().currentSession(kAppSessionName);
   for (size_t at = 0; at < std::size(cases); ++at) {
-    EXPECT_EQ(enables()["c" + std::to_string(at)], cases[at].afterSession) << cases[at].frequency;
+    EXPECT_EQ(enables()[id(at)], cases[at].afterSession) << cases[at].frequency;
   }
 }
 
@@ -166,7 +162,7 @@ TEST_F(InAppHandler, WithoutARootControllerNothingShowsUntilATapFreesTheScreen) 
   saveLive("c2", "open");
   record("buy");
   EXPECT_TRUE(handler().onScreen());
-  EXPECT_EQ(tp->log->count("CorvanaFramework--[CRVInAppMessage show]_block_invoke [Line 214] showing campaign c1"), 0u);
+  EXPECT_EQ(tp->log->count(showingLine("c1")), 0u);
   auto fresh = std::make_shared<ViewController>();
   dynamic_cast<LinuxUserInterface&>(*Platform::current().ui).setKeyWindowRootViewController(fresh);
   record("open");
@@ -182,9 +178,8 @@ TEST_F(InAppHandler, WithoutARootControllerNothingShowsUntilATapFreesTheScreen) 
 TEST(InAppHandlerOldSystem, BelowVersion8TheRootPresentsOverItsContext) {
   auto options = test::testPlatformOptions();
   options.systemVersion = "7.1.2";
-  test::installTestPlatform(options);
   const double now = test::realNow();
-  test::installTestPlatform().clock->set(Date{now});
+  test::installTestPlatform(options).clock->set(Date{now});
   CRVDataManager::sharedInstance().saveCampaign(
       CRVInAppMessage::initWithDictionary(test::liveCampaign("c1", "buy", "everytime", now - 60, now + 60)));
   CRVInAppHandler::sharedInstance().currentEvent({{"name", "buy"}});
@@ -210,7 +205,7 @@ TEST_F(InAppHandler, EventsFromManyThreadsShowOneCampaignWhileTheStoreChanges) {
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(Platform::current().mainQueue->drain(), 1u) << "one presentation";
   EXPECT_EQ(shown(), "c1");
-  EXPECT_EQ(tp->log->count("CorvanaFramework--[CRVInAppMessage show]_block_invoke [Line 214] showing campaign c1"), 1u);
+  EXPECT_EQ(tp->log->count(showingLine("c1")), 1u);
 }
 
 }  // namespace
