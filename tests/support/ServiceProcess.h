@@ -84,6 +84,8 @@ class ServiceProcess {
   }
 
   int port() const { return port_; }
+  // The service's folder and its database of received lines: the benchmarks read them directly.
+  const std::string& dir() const { return dir_; }
   // The PEM of the certificate made at start; self-signed, so it is its own certificate authority.
   std::string caFile() const { return caFile_; }
   // The service domain for the SDK's base URL: "corvana.test:<port>".
@@ -96,6 +98,7 @@ class ServiceProcess {
   std::string hostFor(const std::string& account) const { return account + "." + domain(); }
   // The base URL of an account's requests, ending in "/".
   std::string baseUrl(const std::string& account) const { return "https://" + hostFor(account) + "/"; }
+  std::string databasePath() const { return (std::filesystem::path(dir_) / "service.sqlite").string(); }
 
   // A client of 127.0.0.1:<port> that verifies the service's certificate against caFile() and sends paths exactly
   // as given (no percent-encoding of its own). Requests to an account's routes set the "Host" header (hostFor).
