@@ -90,8 +90,6 @@ TEST(ComponentRecord, Texts) {
       {"all keys", text, {},
        {{"bold", true}, {"italic", false}, {"underline", true}, {"alignment", 104}, {"size", 14},
         {"action", "app://offer"}}},
-      {"start", with(text, "alignment", "start"), {}, {{"alignment", 100}}},
-      {"end", with(text, "alignment", "end"), {}, {{"alignment", 101}}},
       {"alignment case", with(text, "alignment", "Center"), {dropped("alignment")}, kNone},
       {"no italic", without(text, {"italic"}), {dropped("italic"), dropped("italic")}, kNone},
       {"first failure only", without(text, {"color", "size"}), {dropped("color")}, kNone},

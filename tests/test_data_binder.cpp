@@ -1,5 +1,6 @@
-// Binding component records to views: texts, buttons, backgrounds, images and the close button with their tap
-// context; pictures loaded from the resource cache into views by their exact class; a tap that reaches the handler.
+// Binding component records to views: texts, buttons, backgrounds and images with their tap context (the close
+// button is placed in the layouts' test); pictures loaded from the resource cache into views by their exact class;
+// a tap that reaches the handler.
 
 #include <gtest/gtest.h>
 
@@ -8,7 +9,6 @@
 #include "inapp/ui/CRVCloseButton.h"
 #include "inapp/ui/CRVDataBinder.h"
 #include "inapp/ui/CRVIABackground.h"
-#include "inapp/ui/CRVIAClose.h"
 #include "inapp/ui/CRVIAImage.h"
 #include "inapp/ui/CRVIAPrimaryButton.h"
 #include "inapp/ui/CRVIASecondaryText.h"
@@ -152,37 +152,6 @@ TEST_F(DataBinder, BackgroundAndImageBordersScalingAndTaps) {
                          scalable->layer().borderWidth, scalable->gestureRecognizers().size()),
               std::tuple(3.0, 6.0, 0.0, 0u));
     EXPECT_EQ(crvButtonType(*scalable), kCRVButtonTypeContent);
-  }
-}
-
-TEST_F(DataBinder, CloseButtonPlacementByLayoutStyleAndAlignment) {
-  const struct {
-    int32_t layout, style, alignment;
-    Rect frame;  // in a 300 x 400 root view
-  } cases[] = {
-      {101, 1, CRVAlignmentStart, makeRect(-16, -16, 48, 48)},
-      {102, 2, CRVAlignmentCenter, makeRect(268, -16, 48, 48)},  // no centred close button
-      {101, 5, CRVAlignmentStart, makeRect(0, 0, 48, 48)},       // style 5 sits in the corner
-      {106, 3, CRVAlignmentCenter, makeRect(252, 0, 48, 48)},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(testing::Message() << c.layout << " style" << c.style << " " << c.alignment);
-    auto controller = std::make_shared<ViewController>();
-    const auto root = controller->view();
-    root->setFrame(makeRect(0, 0, 300, 400));
-    root->addSubview(std::make_shared<View>());
-    auto close = std::make_shared<CRVIAClose>();
-    close->setStyle(c.style), close->setLayoutAlignment(c.alignment), close->setColor("#F00"), close->setFrequency(4);
-    close->setCampaingId("c1"), close->setAction("close");
-    const auto button = binder().bindCloseButtonViewControllerLayout(close, controller, c.layout);
-    ASSERT_TRUE(button);
-    root->layoutIfNeeded();
-    EXPECT_EQ(std::tuple(button->frame(), button->style(), button->color(), root->subviews().back()),
-              std::tuple(c.frame, c.style, kRed, std::static_pointer_cast<View>(button)));
-    const CRVTapContext tap = tapContextOf(*button);
-    EXPECT_EQ(std::tuple(tap.crvButtonType, tap.crvFrequency, tap.crvMessage.lock(), tap.crvAction, tap.crvCampaignId),
-              std::tuple(kCRVButtonTypeClose, 4, std::static_pointer_cast<ViewController>(controller),
-                         std::optional<std::string>("close"), std::optional<std::string>("c1")));
   }
 }
 
