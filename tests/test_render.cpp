@@ -1,15 +1,19 @@
 // What the view layer draws: backgrounds, rounded corners, borders and subviews, a picture filling its view, text
-// by its alignment and underline, and a window with its presented screen, written to a PNG.
+// by its alignment and underline, a window with its presented screen, written to a PNG, and the close button of
+// each style.
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <ostream>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "corvana/render.h"
 #include "corvana/view_controller.h"
+#include "inapp/ui/CRVCloseButton.h"
 #include "support/TestPlatform.h"
 
 namespace corvana {
@@ -146,6 +150,50 @@ TEST(Render, WindowDrawsTheRootThenThePresentedScreensAndWritesAPng) {
   EXPECT_EQ(read->size(), (Size{60, 80}));
   EXPECT_EQ(read->rgba(), image.rgba);
   EXPECT_FALSE(image.writePng(dir.path() + "/missing/folder/window.png"));
+}
+
+// A colour as 0..255 channels, rounded: "255,0,0,255".
+std::string rgba255(const Color& c) {
+  std::ostringstream out;
+  out << std::lround(c.red * 255) << "," << std::lround(c.green * 255) << "," << std::lround(c.blue * 255) << ","
+      << std::lround(c.alpha * 255);
+  return out.str();
+}
+
+TEST(CloseButton, DrawsDiscRingAndCrossPerStyle) {
+  // Samples of a 64 x 64 button: the centre (on the cross), the ring at the top, inside the disc off the cross,
+  // the diagonal past the short cross's end (inside the long one's), a corner and the top margin (outside).
+  const std::string W = "255,255,255,255", R = "255,0,0,255", B = "0,0,255,255", none = "0,0,0,0";
+  const struct {
+    int32_t style;
+    Color color;
+    std::vector<std::string> pixels;
+  } cases[] = {{1, kRed, {W, W, R, R, none, none}},
+               {2, kRed, {W, R, R, R, none, none}},
+               {5, kBlue, {B, none, none, B, none, none}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.style);
+    auto button = CRVCloseButton::initWithFrameStyleAndColor(makeRect(0, 0, 64, 64), c.style, c.color);
+    const RenderedImage image = renderView(*button);
+    std::vector<std::string> pixels;
+    for (auto [x, y] : {std::pair{32, 32}, {32, 10}, {32, 20}, {42, 42}, {10, 10}, {32, 3}}) {
+      pixels.push_back(rgba255(image.pixelAt(x, y)));
+    }
+    EXPECT_EQ(pixels, c.pixels);
+  }
+  // The gradient runs from brightness 1.0 to 0.7 over the circle (8 .. 56), or inside the ring (14 .. 50).
+  for (auto [style, from, span] : {std::tuple{3, 8.0, 48.0}, {4, 14.0, 36.0}}) {
+    const auto button = CRVCloseButton::initWithFrameStyleAndColor(makeRect(0, 0, 64, 64), style, kRed);
+    const RenderedImage image = renderView(*button);
+    for (int y : {10, 16, 20, 44}) {
+      if (style == 4 && y == 10) continue;  // on the ring
+      const Color p = image.pixelAt(32, y);
+      EXPECT_NEAR(p.red, 1.0 - 0.3 * (y + 0.5 - from) / span, 1.5 / 255) << style << " " << y;
+      EXPECT_EQ(std::tuple(p.green, p.blue, p.alpha), std::tuple(0.0, 0.0, 1.0));
+    }
+    EXPECT_EQ(rgba255(image.pixelAt(32, 10)) == W, style == 4);
+    EXPECT_EQ(rgba255(image.pixelAt(32, 32)), W);
+  }
 }
 
 }  // namespace
